@@ -1,0 +1,13 @@
+# SPDX-License-Identifier: GPL-2.0-only
+# Programs for Debian on ARMv7. DEBUG_PKT_LIBRARIES is the folder of the libraries, where tests/kernel/fetch has unpacked them.
+set(CMAKE_SYSTEM_NAME Linux)
+set(CMAKE_SYSTEM_PROCESSOR armv7)
+set(CMAKE_C_COMPILER arm-linux-gnueabihf-gcc)
+set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)
+set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES DEBUG_PKT_LIBRARIES)
+set(CMAKE_FIND_ROOT_PATH ${DEBUG_PKT_LIBRARIES})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: GPL-2.0-only
+#include "platform/host/memory.h"
+
+#include "platform/host/host.h"
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+
+namespace host {
+
+namespace {
+
+std::mutex tallies_lock;
+std::vector<const tally *> tallies;
+long allocations_of_ended_threads, buffers_of_ended_threads;
+
+// In front of every block; the block behind it is aligned for any type.
+struct alignas(std::max_align_t) block_header {
+	size_t size;
+};
+
+// A block of the packet path that this thread gave back: it comes back hot, and all 0. Freed with the thread's tally.
+__thread block_header *kept_block;
+// Likewise of a packet buffer.
+__thread uint8_t *kept_bytes;
+inline constexpr uint32_t kept_size = 4608; // a message to the CLI, and all but the longest frames
+
+// A thread counts for itself: no shared line is written in the packet path.
+struct registered_tally : tally {
+	registered_tally()
+	{
+		const std::lock_guard guard(tallies_lock);
+		tallies.push_back(this);
+	}
+	~registered_tally()
+	{
+		const std::lock_guard guard(tallies_lock);
+		allocations_of_ended_threads += allocations;
+		buffers_of_ended_threads += buffers;
+		std::erase(tallies, this);
+		::operator delete(kept_block);
+		kept_block = nullptr;
+		std::free(kept_bytes);
+		kept_bytes = nullptr;
+	}
+};
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool keep_blocks = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer) || __has_feature(memory_sanitizer)
+inline constexpr bool keep_blocks = false;
+#else
+inline constexpr bool keep_blocks = true;
+#endif
+#else
+inline constexpr bool keep_blocks = true;
+#endif
+
+void *new_block(size_t size)
+{
+	block_header *const block = static_cast<block_header *>(::operator new(sizeof(block_header) + size, std::nothrow));
+	if (!block)
+		return nullptr;
+	block->size = size;
+	return block + 1;
+}
+
+void delete_block(void *memory)
+{
+	::operator delete(static_cast<block_header *>(memory) - 1);
+}
+
+} // namespace
+
+__thread tally *own_tally;
+
+tally &start_tally()
+{
+	thread_local registered_tally own;
+	own_tally = &own;
+	return own;
+}
+
+uint8_t *take_bytes(uint32_t size)
+{
+	const bool may_keep = keep_blocks && size <= kept_size;
+	if (may_keep && kept_bytes) {
+		uint8_t *const bytes = kept_bytes;
+		kept_bytes = nullptr;
+		return bytes;
+	}
+	return static_cast<uint8_t *>(std::malloc(may_keep ? kept_size : size ? size : 1));
+}
+
+void give_bytes(uint8_t *bytes, uint32_t size)
+{
+	if (keep_blocks && size <= kept_size && !kept_bytes)
+		kept_bytes = bytes;
+	else
+		std::free(bytes);
+}
+
+long live_allocations()
+{
+	const std::lock_guard guard(tallies_lock);
+	long sum = allocations_of_ended_threads;
+	for (const tally *each : tallies)
+		sum += each->allocations;
+	return sum;
+}
+
+long live_buffers()
+{
+	const std::lock_guard guard(tallies_lock);
+	long sum = buffers_of_ended_threads;
+	for (const tally *each : tallies)
+		sum += each->buffers;
+	return sum;
+}
+
+} // namespace host
+
+// When the kept block is of no use.
+[[gnu::noinline]] static void *alloc_new(size_t size)
+{
+	void *const memory = host::new_block(size);
+	if (!memory)
+		return nullptr;
+	std::memset(memory, 0, size);
+	host::add_to(host::thread_tally().allocations, 1);
+	return memory;
+}
+
+void *platform_alloc_atomic(size_t size)
+{
+	if (host::fails(host::fault_point::alloc_atomic))
+		return nullptr;
+	host::block_header *const kept = host::kept_block;
+	if (!kept || kept->size != size)
+		return alloc_new(size);
+	host::kept_block = nullptr;
+	host::add_to(host::own_tally->allocations, 1); // the thread has counted what it keeps
+	return kept + 1;
+}
+
+void platform_free_atomic(void *memory, size_t used)
+{
+	host::add_to(host::thread_tally().allocations, -1);
+	if (!host::keep_blocks || host::kept_block) {
+		host::delete_block(memory);
+		return;
+	}
+	std::memset(memory, 0, used);
+	host::kept_block = static_cast<host::block_header *>(memory) - 1;
+}
+
+void *platform_alloc(size_t size)
+{
+	void *const memory = host::fails(host::fault_point::alloc) ? nullptr : host::new_block(size);
+	if (memory)
+		host::add_to(host::thread_tally().allocations, 1);
+	return memory;
+}
+
+void platform_free(void *memory)
+{
+	if (!memory)
+		return;
+	host::add_to(host::thread_tally().allocations, -1);
+	host::delete_block(memory);
+}

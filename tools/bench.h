@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: GPL-2.0-only
+// debug-pkt bench: what rendering and a datapath's call cost on this machine.
+#pragma once
+
+#include "tools/message.h"
+
+#include <CLI/CLI.hpp>
+
+struct bench_options {
+	unsigned rounds = 41;
+};
+
+void add_bench_command(CLI::App &app, bench_options &options);
+exit_status run_bench(const bench_options &options);

@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: GPL-2.0-only
+// debug-pkt doctor: what capturing needs, and what to do about what is not there.
+#pragma once
+
+#include "tools/message.h"
+
+#include <CLI/CLI.hpp>
+
+struct doctor_options {
+	std::string sysctl_root;
+	std::string sys_root = "/sys";
+};
+
+void add_doctor_command(CLI::App &app, doctor_options &options);
+exit_status run_doctor(const doctor_options &options);

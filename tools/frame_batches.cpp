@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: GPL-2.0-only
+#include "tools/frame_batches.h"
+
+#include <algorithm>
+
+bool batch::is_full() const
+{
+	constexpr size_t enough_bytes = 1 << 16, enough_frames = 512;
+	return bytes.size() >= enough_bytes || frames.size() >= enough_frames;
+}
+
+void batch::add(const file_frame &frame)
+{
+	bytes.insert(bytes.end(), frame.packet.data, frame.packet.data + frame.packet.len);
+	frames.push_back(frame);
+}
+
+batch_exchange::batch_exchange(unsigned threads) : batches(threads + 2)
+{
+	for (batch &each : batches)
+		empty.push_back(&each);
+}
+
+batch &batch_exchange::take_oldest()
+{
+	batch &oldest = *filled.front();
+	filled.pop_front();
+	return oldest;
+}
+
+batch &batch_exchange::take_any()
+{
+	const std::lock_guard guard(lock);
+	if (empty.empty())
+		return take_oldest();
+	batch &next = *empty.back();
+	empty.pop_back();
+	return next;
+}
+
+void batch_exchange::give_filled(batch &next)
+{
+	{
+		const std::lock_guard guard(lock);
+		next.sequence = sequence++;
+		filled.push_back(&next);
+	}
+	arrival.notify_one();
+}
+
+void batch_exchange::end()
+{
+	{
+		const std::lock_guard guard(lock);
+		ended = true;
+	}
+	arrival.notify_all();
+}
+
+batch *batch_exchange::take_filled()
+{
+	std::unique_lock guard(lock);
+	arrival.wait(guard, [&] { return ended || !filled.empty(); });
+	return filled.empty() ? nullptr : &take_oldest();
+}
+
+void batch_exchange::give_back(batch &rendered)
+{
+	rendered.bytes.clear();
+	rendered.frames.clear();
+	const std::lock_guard guard(lock);
+	empty.push_back(&rendered);
+}
+
+text_block &ordered_output::take(std::array<text_block, 3> &own)
+{
+	std::unique_lock guard(lock);
+	text_block *block;
+	turn.wait(guard, [&] {
+		block = std::find_if(own.begin(), own.end(), [](const text_block &each) { return !each.waits; });
+		return block != own.end();
+	});
+	block->text.clear();
+	return *block;
+}
+
+void ordered_output::wait_for(const std::array<text_block, 3> &own)
+{
+	std::unique_lock guard(lock);
+	turn.wait(guard, [&] { return std::none_of(own.begin(), own.end(), [](const text_block &each) { return each.waits; }); });
+}
+
+bool ordered_output::write(uint64_t sequence, text_block &done)
+{
+	const std::lock_guard guard(lock);
+	early.resize(std::max<size_t>(early.size(), sequence - next + 1));
+	early[sequence - next] = &done;
+	done.waits = true;
+	for (; !early.empty() && early.front(); early.pop_front(), ++next) {
+		text.show(early.front()->text);
+		early.front()->waits = false;
+	}
+	turn.notify_all();
+	return !text.failed();
+}

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: GPL-2.0-only
+// Frames on their way from the thread that reads them to all that render, and their texts on the way out in the file's order.
+#pragma once
+
+#include "tools/capture_file.h"
+#include "tools/text_output.h"
+
+#include <array>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+// A frame as it comes from its file.
+struct file_frame {
+	captured_packet packet;
+	int32_t number; // in its file
+};
+
+// Frames read together.
+struct batch {
+	std::vector<uint8_t> bytes; // of the frames, one behind the other
+	std::vector<file_frame> frames;
+	uint64_t sequence;
+
+	bool is_full() const;
+	void add(const file_frame &frame);
+};
+
+// One thread reads; when the others have enough to do, it renders, too. So what reading needs stays in one CPU's cache, and a
+// batch's frames are all that goes from one to another.
+class batch_exchange {
+public:
+	explicit batch_exchange(unsigned threads);
+
+	// For the thread that reads: an empty batch to fill, or when there is none, a filled one to render.
+	batch &take_any();
+	void give_filled(batch &filled);
+	// Nothing more is read.
+	void end();
+	// The oldest filled batch, waited for; NULL when there are no more.
+	batch *take_filled();
+	void give_back(batch &rendered);
+
+private:
+	batch &take_oldest();
+
+	std::mutex lock;
+	std::condition_variable arrival;
+	std::vector<batch> batches; // more than threads: one is always empty or filled
+	uint64_t sequence = 0;
+	std::vector<batch *> empty;
+	std::deque<batch *> filled;
+	bool ended = false;
+};
+
+// The text of one batch.
+struct text_block {
+	std::string text;
+	bool waits = false; // for the batches before
+};
+
+// Standard output in the order of the batches, whichever thread is done first.
+class ordered_output {
+public:
+	explicit ordered_output(int stop) : text(stop) {}
+
+	text_output text;
+
+	// One of a thread's own blocks that is not waiting, empty.
+	text_block &take(std::array<text_block, 3> &own);
+	// When a thread's last text is written.
+	void wait_for(const std::array<text_block, 3> &own);
+	// A text that comes early is left to the thread whose turn it is. False once the output failed.
+	bool write(uint64_t sequence, text_block &done);
+
+private:
+	std::mutex lock;
+	std::condition_variable turn;
+	std::deque<text_block *> early; // of the batches from next on, NULL where one is not done
+	uint64_t next = 0;
+};

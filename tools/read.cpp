@@ -1,0 +1,400 @@
+// SPDX-License-Identifier: GPL-2.0-only
+#include "tools/read.h"
+
+#include "config/settings.h"
+#include "platform/host/host.h"
+#include "tools/frame_batches.h"
+#include "tools/mirror_file.h"
+#include "tools/output_files.h"
+#include "tools/progress.h"
+#include "tools/stop_signals.h"
+#include "tools/text_output.h"
+#include "tools/text_views.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <poll.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+inline constexpr uint8_t mirror_source[4] = {192, 0, 2, 1};
+
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool watches_frames = true;
+#else
+inline constexpr bool watches_frames = false;
+#endif
+
+// Reads the files one behind the other.
+class frame_source {
+public:
+	// Once stop is readable there are no more.
+	frame_source(const std::vector<std::string> &paths, int stop) : files(paths), stop_descriptor(stop) {}
+
+	// What one thread alone does before a pipe that gives nothing now is waited for.
+	void set_pastime(std::function<void()> what) { pastime = std::move(what); }
+
+	// The next frame, valid until the next call; false when there are no more.
+	bool next(file_frame &frame)
+	{
+		constexpr uint64_t frames_between_looks = 1024;
+		if (packets_read % frames_between_looks == 0) {
+			if (file && bar.is_due())
+				bar.show(progress_text());
+			if (is_stopped())
+				return false;
+		}
+		for (; next_file < files.size() || file; file.reset()) {
+			if (!file) {
+				file = std::make_unique<capture_file>(files[next_file++], stop_descriptor);
+				file->set_pastime(pastime);
+			}
+			if (file->error().empty() && file->next(frame.packet)) {
+				++packets_read;
+				frame.number = static_cast<int32_t>(file->packets());
+				return true;
+			}
+			if (is_stopped())
+				return false;
+			if (!file->error().empty()) {
+				const std::string &path = files[next_file - 1];
+				bar.clear();
+				message("{}: {}", path == "-" ? "standard input" : path, file->error());
+				all_read = false;
+			}
+		}
+		return false;
+	}
+
+	// The next frames; false when there are no more.
+	bool fill(batch &next_batch)
+	{
+		file_frame frame;
+		while (!next_batch.is_full() && next(frame))
+			next_batch.add(frame);
+		return !next_batch.frames.empty();
+	}
+
+	// When nothing more is read.
+	void finish() { bar.clear(); }
+	uint64_t packets() const { return packets_read; }
+	// Of the last frame.
+	const std::string &file_name() const { return files[next_file - 1]; }
+	// Whether every file so far could be read to its end.
+	bool complete() const { return all_read; }
+
+private:
+	bool is_stopped() const
+	{
+		pollfd stop = {stop_descriptor, POLLIN, 0};
+		return stop_descriptor >= 0 && poll(&stop, 1, 0) > 0;
+	}
+
+	std::string progress_text() const
+	{
+		std::string text = fmt::format("{}: {} packets", files[next_file - 1], packets_read);
+		if (const uint64_t size = file->file_size())
+			text += fmt::format(", {} %", file->file_position() * 100 / size);
+		return text;
+	}
+
+	const std::vector<std::string> &files;
+	const int stop_descriptor;
+	progress_line bar;
+	std::unique_ptr<capture_file> file;
+	std::function<void()> pastime;
+	size_t next_file = 0;
+	uint64_t packets_read = 0;
+	bool all_read = true;
+};
+
+// What the threads share. Each thread is a CPU of its own; all have number 0, so that the text does not show how many there are.
+struct replay {
+	replay(const read_options &wanted, int stop)
+	    : options(wanted),
+	      source(wanted.files, stop),
+	      batches(wanted.threads),
+	      output(stop),
+	      mirror(stop),
+	      views(wanted.views, output.text, stop)
+	{
+	}
+
+	const read_options &options;
+	net_device *device = nullptr;
+	frame_source source;
+	batch_exchange batches;
+	ordered_output output;
+	file_frame current = {}; // what one thread alone renders
+	mirror_file mirror;
+	text_views views;
+	std::mutex counters_lock;
+	debug_pkt_counters counters = {};
+	std::atomic<bool> failed = false; // an output could not be written
+};
+
+// Where the text goes that a thread renders that is not alone.
+thread_local std::string *current_text;
+
+// The CLI at the far end of br0, of one thread alone and of one among several.
+int print_message(void *context, sk_buff *message)
+{
+	const std::string_view text = message_text(message->data, message->len);
+	static_cast<replay *>(context)->output.text.show(text);
+	host::free_skb(message);
+	return 0;
+}
+
+int view_message(void *context, sk_buff *message)
+{
+	static_cast<replay *>(context)->views.take_text(message_text(message->data, message->len));
+	host::free_skb(message);
+	return 0;
+}
+
+int keep_message(void *, sk_buff *message)
+{
+	*current_text += message_text(message->data, message->len);
+	host::free_skb(message);
+	return 0;
+}
+
+int keep_datagram(void *context, sk_buff *datagram)
+{
+	replay &run = *static_cast<replay *>(context);
+	if (run.mirror.is_open())
+		run.mirror.write(datagram->data, datagram->len, run.current.packet.seconds, run.current.packet.nanoseconds);
+	host::free_skb(datagram);
+	return 0;
+}
+
+bool set_up(replay &run)
+{
+	uint32_t source;
+	std::memcpy(&source, mirror_source, sizeof source);
+	run.device = start_appliance(run.options, "eth0", 2, source);
+	if (!run.device)
+		return false;
+	host::set_output(keep_datagram, &run);
+	return true;
+}
+
+// What the operator may not expect of these settings.
+void explain_settings(const read_options &options)
+{
+	const bool mirrors = read_setting(debug_pkt_mirror_ip) != 0;
+	if (!debug_pkt_enabled())
+		message("the settings turn capture off (packet types 0): nothing is rendered");
+	else if (mirrors && options.mirror_out.empty())
+		message("the settings mirror frames instead of rendering them: --mirror-out FILE.pcap keeps them");
+	else if (!mirrors && !options.mirror_out.empty())
+		message("{} stays empty: the settings have no mirror address", options.mirror_out);
+}
+
+// data: where the frame's bytes are now.
+void render(const replay &run, const file_frame &frame, const uint8_t *data)
+{
+	sk_buff skb = {};
+	skb.dev = run.device;
+	skb.skb_iif = run.device->ifindex;
+	skb.data = const_cast<uint8_t *>(data);
+	skb.len = frame.packet.len;
+	std::vector<uint8_t> alone;
+	if (watches_frames) {
+		// Alone in its block, so that a read behind it is seen.
+		alone.assign(data, data + skb.len);
+		skb.data = alone.data();
+	}
+	hand_over(skb, frame.packet, frame.number, run.options.follow_ups, run.options.views.wanted());
+}
+
+void keep_counters(replay &run)
+{
+	const std::lock_guard guard(run.counters_lock);
+	add_counters(run.counters);
+}
+
+// Text gathers in the buffer as in the module, and frames are rendered where they were read.
+void render_alone(replay &run)
+{
+	host::set_receiver(print_message, &run);
+	run.source.set_pastime([&run] {
+		deliver_pending();
+		run.output.text.flush();
+	});
+	while (!run.output.text.failed() && run.mirror.error().empty() && run.source.next(run.current))
+		render(run, run.current, run.current.packet.data);
+	deliver_pending();
+	keep_counters(run);
+}
+
+// Each call's text on its own, beside its frame.
+void render_for_views(replay &run)
+{
+	host::set_receiver(view_message, &run);
+	run.source.set_pastime([&run] {
+		run.output.text.flush();
+		run.views.flush();
+	});
+	while (!run.output.text.failed() && run.views.error().empty() && run.mirror.error().empty() &&
+	       run.source.next(run.current)) {
+		const captured_packet &packet = run.current.packet;
+		run.views.begin_frame(frame_of(packet, run.source.file_name()));
+		render(run, run.current, packet.data);
+		run.views.end_frame();
+	}
+	keep_counters(run);
+	run.views.finish();
+}
+
+// One CPU among several.
+class renderer {
+public:
+	explicit renderer(replay &shared) : run(shared) {}
+	~renderer()
+	{
+		run.output.wait_for(blocks);
+		keep_counters(run);
+	}
+	renderer(const renderer &) = delete;
+	renderer &operator=(const renderer &) = delete;
+
+	// Batches until there are no more.
+	void work()
+	{
+		while (batch *const next = run.batches.take_filled())
+			render_batch(*next);
+	}
+
+	// The same, and reads them.
+	void read_and_work()
+	{
+		while (!run.failed) {
+			batch &next = run.batches.take_any();
+			if (!next.frames.empty())
+				render_batch(next);
+			else if (run.source.fill(next))
+				run.batches.give_filled(next);
+			else
+				break;
+		}
+		run.batches.end();
+		work();
+	}
+
+private:
+	void render_batch(batch &next)
+	{
+		text_block &block = run.output.take(blocks);
+		current_text = &block.text;
+		const uint8_t *data = next.bytes.data();
+		for (const file_frame &frame : next.frames) {
+			const uint8_t *const behind = data + frame.packet.len;
+			// The next frame's headers come out of the other CPU's cache while this one is rendered.
+			__builtin_prefetch(behind);
+			__builtin_prefetch(behind + host::cache_line);
+			__builtin_prefetch(behind + 2 * host::cache_line);
+			render(run, frame, data);
+			data = behind;
+		}
+		deliver_pending();
+		const uint64_t sequence = next.sequence;
+		run.batches.give_back(next);
+		if (!run.output.write(sequence, block))
+			run.failed = true;
+	}
+
+	replay &run;
+	std::array<text_block, 3> blocks;
+};
+
+// A limit counts the packets of all CPUs, and mirror datagrams go out as they come: both want the file's order.
+unsigned thread_count(const read_options &options)
+{
+	return read_setting(debug_pkt_max_count) || read_setting(debug_pkt_mirror_ip) ? 1 : options.threads;
+}
+
+void run_threads(replay &run)
+{
+	const unsigned count = thread_count(run.options);
+	if (run.options.views.wanted()) {
+		render_for_views(run);
+	} else if (count == 1) {
+		render_alone(run);
+	} else {
+		host::set_receiver(keep_message, nullptr);
+		std::vector<std::thread> others;
+		for (unsigned i = 1; i < count; ++i)
+			others.emplace_back([&] { renderer(run).work(); });
+		renderer(run).read_and_work();
+		for (std::thread &other : others)
+			other.join();
+	}
+	run.output.text.flush();
+}
+
+bool reader_is_gone(const replay &run)
+{
+	return run.output.text.error_number() == EPIPE || run.views.reader_is_gone();
+}
+
+} // namespace
+
+exit_status run_read(const read_options &options)
+{
+	if (const std::string reason =
+		    output_conflict(options.files, {options.mirror_out, options.views.frames, options.views.graph});
+	    !reason.empty()) {
+		message("{}", reason);
+		return exit_bad_input;
+	}
+	// Text may end anywhere; what else is written is brought to an end first.
+	std::optional<stop_signals> stop;
+	if (options.views.wanted() || !options.mirror_out.empty())
+		stop.emplace();
+	replay run(options, stop ? stop->descriptor() : -1);
+	if (!options.mirror_out.empty() && !run.mirror.open(options.mirror_out)) {
+		stop->end_if_asked();
+		message("{}: {}", options.mirror_out, run.mirror.error());
+		return exit_environment;
+	}
+	if (!set_up(run))
+		return exit_environment;
+	if (!run.views.open()) {
+		if (stop)
+			stop->end_if_asked();
+		message("{}", run.views.error());
+		return exit_environment;
+	}
+	explain_settings(options);
+
+	run_threads(run);
+	run.source.finish();
+	run.mirror.close();
+	const int signal = stop ? stop->take() : 0;
+	if (!signal && reader_is_gone(run))
+		end_by_signal(SIGPIPE);
+	message("packets read {}{}", run.source.packets(), counters_text(run.counters));
+	if (signal)
+		end_by_signal(signal);
+	if (run.output.text.failed())
+		message("standard output: {}", std::strerror(run.output.text.error_number()));
+	if (!run.mirror.error().empty())
+		message("{}: {}", options.mirror_out, run.mirror.error());
+	if (!run.views.error().empty())
+		message("{}", run.views.error());
+	if (run.output.text.failed() || !run.mirror.error().empty() || !run.views.error().empty())
+		return exit_environment;
+	if (!run.source.complete())
+		return exit_bad_input;
+	return run.counters.matched ? exit_done : exit_nothing_matched;
+}

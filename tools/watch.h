@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: GPL-2.0-only
+// debug-pkt watch: the text of the module in this machine's kernel, as it arrives.
+#pragma once
+
+#include "tools/message.h"
+#include "tools/view_options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+struct watch_options {
+	std::string interface = "br0";
+	std::string grep;
+	bool flush = false;
+	view_options views;
+};
+
+void add_watch_command(CLI::App &app, watch_options &options);
+exit_status run_watch(const watch_options &options);
