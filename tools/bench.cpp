@@ -5,7 +5,6 @@
 #include "config/settings.h"
 #include "include/debug_pkt_dump.h"
 #include "tools/appliance.h"
-#include "tools/usage.h"
 
 #include <algorithm>
 #include <chrono>
@@ -197,21 +196,6 @@ void print_table(std::vector<measurement> &rows)
 }
 
 } // namespace
-
-void add_bench_command(CLI::App &app, bench_options &options)
-{
-	CLI::App *const bench = app.add_subcommand("bench", "Measure what rendering and a datapath's call cost on this machine.");
-	bench->footer(
-		"One TCP segment with four options, from memory that the processor has at hand, through the module's code in this\n"
-		"program: in a kernel the call is the same, the clock, the allocation of the context and the delivery are the\n"
-		"kernel's. Peers print the same text, byte for byte (this is checked first), with values that nobody has to find.\n"
-		"The rounds of all rows take turns, so that what else the machine does meets them all alike: compare the ratios,\n"
-		"and look at the spread before believing a number.\n"
-		"Exit status: 0 done, 2 usage error, 3 the texts differ or standard output cannot be written.");
-	bench->add_option("--rounds", options.rounds, "rounds of each row, about 2 milliseconds each (default 41)")
-		->type_name("N")
-		->check(number_between(3, 10000));
-}
 
 exit_status run_bench(const bench_options &options)
 {

@@ -4,11 +4,8 @@
 
 #include "tools/message.h"
 
-#include <CLI/CLI.hpp>
-
 struct bench_options {
 	unsigned rounds = 41;
 };
 
-void add_bench_command(CLI::App &app, bench_options &options);
 exit_status run_bench(const bench_options &options);

@@ -303,27 +303,6 @@ debug_pkt_counters print_counters(const session &run)
 	return counters;
 }
 
-std::optional<uint64_t> read_size(const std::string &text)
-{
-	uint32_t number;
-	const char *const end = text.data() + text.size();
-	const auto [unit, error] = std::from_chars(text.data(), end, number);
-	if (error != std::errc() || !number || end - unit > 1)
-		return std::nullopt;
-	switch (unit == end ? 0 : *unit) {
-	case 0:
-		return number;
-	case 'k':
-		return uint64_t(number) << 10;
-	case 'M':
-		return uint64_t(number) << 20;
-	case 'G':
-		return uint64_t(number) << 30;
-	default:
-		return std::nullopt;
-	}
-}
-
 bool is_real_failure(int error)
 {
 	return error && error != EPIPE && error != ECANCELED;
@@ -356,56 +335,6 @@ bool start(session &run, const stop_signals &stop)
 }
 
 } // namespace
-
-void add_collect_command(CLI::App &app, collect_options &options)
-{
-	CLI::App *const collect = app.add_subcommand("collect", "Receive and render what appliances mirror to this machine.");
-	collect->footer("Receives GRE (IP protocol 47) over IPv4 and IPv6 with Ethernet frames in it: what the mirror sends, and "
-			"ERSPAN of type I\n"
-			"and II. The text names the appliance as the device. Sequence numbers are followed where there are any: "
-			"gaps are said\n"
-			"on standard error (the first ten of each sender), stand in the file and are counted. A frame that is "
-			"itself a GRE datagram\n"
-			"between the same two addresses, as where the mirror sees its own output, is left out and counted.\n"
-			"\n"
-			"-w keeps the frames that the settings pass, each with its text as its comment; every appliance is an "
-			"interface of the\n"
-			"file. For an analyser:  debug-pkt collect -w - | wireshark -k -i -\n"
-			"With --rotate-size or --rotate-age FILE.pcapng becomes FILE-TIME-NUMBER.pcapng, TIME in UTC.\n"
-			"\n"
-			"Ends on Ctrl-C, with a line of counters for each sender. Exit status: 0 done, 1 nothing matched, 2 usage "
-			"error, 3 a\n"
-			"socket or an output does not work.");
-	add_capture_options(*collect, options);
-	add_view_options(*collect, options.views, false);
-	CLI::Option *const output = collect->add_option("-w,--write", options.output,
-							"keep the frames in a pcapng file; - is standard output, without text")
-					    ->type_name("FILE.pcapng");
-	collect->add_option_function<std::string>(
-		       "--rotate-size", [&options](const std::string &text) { options.limits.bytes = read_size(text).value_or(0); },
-		       "begin a new file once one has this size: 500k, 100M, 2G")
-		->type_name("SIZE")
-		->check([](const std::string &text) {
-			return read_size(text) ? "" : fmt::format("a size such as 500k, 100M or 2G is expected, not {}", text);
-		})
-		->needs(output);
-	collect->add_option_function<std::string>(
-		       "--rotate-age",
-		       [&options](const std::string &text) { options.limits.seconds = read_duration(text).value_or(0); },
-		       "end a file when its first frame is this old: 60s, 5m, 2h")
-		->type_name("TIME")
-		->check([](const std::string &text) {
-			return read_duration(text) ? "" : fmt::format("a time such as 60s, 5m or 2h is expected, not {}", text);
-		})
-		->needs(output);
-	collect->final_callback([&options] {
-		if (options.output == "-" && (options.views.json || options.views.journey || options.views.summary))
-			throw CLI::ValidationError("--write", "standard output carries the view that is asked for");
-		options.views.no_text = options.output == "-";
-		if (options.output == "-" && options.limits.wanted())
-			throw CLI::ValidationError("--write", "standard output cannot be rotated: a file is needed");
-	});
-}
 
 exit_status run_collect(const collect_options &options)
 {

@@ -2,8 +2,8 @@
 // debug-pkt collect: the far end of the mirror.
 #pragma once
 
-#include "tools/capture_options.h"
 #include "tools/message.h"
+#include "tools/rendering_options.h"
 #include "tools/rotating_pcapng.h"
 #include "tools/view_options.h"
 
@@ -15,5 +15,4 @@ struct collect_options : rendering_options {
 	rotation limits;
 };
 
-void add_collect_command(CLI::App &app, collect_options &options);
 exit_status run_collect(const collect_options &options);

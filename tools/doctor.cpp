@@ -245,15 +245,6 @@ void check_counters(const doctor_options &options, bool armed, report &out)
 
 } // namespace
 
-void add_doctor_command(CLI::App &app, doctor_options &options)
-{
-	CLI::App *const doctor = app.add_subcommand("doctor", "Check what capturing needs, and say what to do about it.");
-	doctor->footer("Each line starts with ok, note (works, but may not be meant) or missing.\n"
-		       "Exit status: 0 nothing is missing, 3 something is.");
-	add_sysctl_root(*doctor, options.sysctl_root);
-	doctor->add_option("--sys-root", options.sys_root, "folder of sysfs (default /sys)")->type_name("FOLDER");
-}
-
 exit_status run_doctor(const doctor_options &options)
 {
 	report out;

@@ -4,12 +4,9 @@
 
 #include "tools/message.h"
 
-#include <CLI/CLI.hpp>
-
 struct doctor_options {
 	std::string sysctl_root;
 	std::string sys_root = "/sys";
 };
 
-void add_doctor_command(CLI::App &app, doctor_options &options);
 exit_status run_doctor(const doctor_options &options);

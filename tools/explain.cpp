@@ -27,15 +27,6 @@ exit_status print_explanation(const filter_settings &settings, std::vector<std::
 	return end_of_output();
 }
 
-void add_explain_command(CLI::App &app, std::string &line)
-{
-	CLI::App *const explain =
-		app.add_subcommand("explain", "Say in words what a settings line does, and the command that sets it.");
-	explain->footer("LINE is what is written to net/fw/debug_pkt_params, or what reading it gives. Quote it.\n"
-			"Exit status: 0 done, 2 the line cannot be read.");
-	explain->add_option("LINE", line, "a settings line")->required()->type_name("");
-}
-
 exit_status run_explain(const std::string &line)
 {
 	filter_settings settings;

@@ -5,7 +5,7 @@
 
 bool batch::is_full() const
 {
-	constexpr size_t enough_bytes = 1 << 16, enough_frames = 512;
+	constexpr size_t enough_bytes = 1 << 18, enough_frames = 2048;
 	return bytes.size() >= enough_bytes || frames.size() >= enough_frames;
 }
 
@@ -15,61 +15,10 @@ void batch::add(const file_frame &frame)
 	frames.push_back(frame);
 }
 
-batch_exchange::batch_exchange(unsigned threads) : batches(threads + 2)
+void batch::clear()
 {
-	for (batch &each : batches)
-		empty.push_back(&each);
-}
-
-batch &batch_exchange::take_oldest()
-{
-	batch &oldest = *filled.front();
-	filled.pop_front();
-	return oldest;
-}
-
-batch &batch_exchange::take_any()
-{
-	const std::lock_guard guard(lock);
-	if (empty.empty())
-		return take_oldest();
-	batch &next = *empty.back();
-	empty.pop_back();
-	return next;
-}
-
-void batch_exchange::give_filled(batch &next)
-{
-	{
-		const std::lock_guard guard(lock);
-		next.sequence = sequence++;
-		filled.push_back(&next);
-	}
-	arrival.notify_one();
-}
-
-void batch_exchange::end()
-{
-	{
-		const std::lock_guard guard(lock);
-		ended = true;
-	}
-	arrival.notify_all();
-}
-
-batch *batch_exchange::take_filled()
-{
-	std::unique_lock guard(lock);
-	arrival.wait(guard, [&] { return ended || !filled.empty(); });
-	return filled.empty() ? nullptr : &take_oldest();
-}
-
-void batch_exchange::give_back(batch &rendered)
-{
-	rendered.bytes.clear();
-	rendered.frames.clear();
-	const std::lock_guard guard(lock);
-	empty.push_back(&rendered);
+	bytes.clear();
+	frames.clear();
 }
 
 text_block &ordered_output::take(std::array<text_block, 3> &own)

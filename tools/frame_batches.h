@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-only
-// Frames on their way from the thread that reads them to all that render, and their texts on the way out in the file's order.
+// What several threads read by turns and render at once: each one's frames, and the texts on their way out in the file's order.
 #pragma once
 
 #include "tools/capture_file.h"
@@ -19,41 +19,14 @@ struct file_frame {
 	int32_t number; // in its file
 };
 
-// Frames read together.
+// Frames read together, for the thread that reads them.
 struct batch {
 	std::vector<uint8_t> bytes; // of the frames, one behind the other
 	std::vector<file_frame> frames;
-	uint64_t sequence;
 
 	bool is_full() const;
 	void add(const file_frame &frame);
-};
-
-// One thread reads; when the others have enough to do, it renders, too. So what reading needs stays in one CPU's cache, and a
-// batch's frames are all that goes from one to another.
-class batch_exchange {
-public:
-	explicit batch_exchange(unsigned threads);
-
-	// For the thread that reads: an empty batch to fill, or when there is none, a filled one to render.
-	batch &take_any();
-	void give_filled(batch &filled);
-	// Nothing more is read.
-	void end();
-	// The oldest filled batch, waited for; NULL when there are no more.
-	batch *take_filled();
-	void give_back(batch &rendered);
-
-private:
-	batch &take_oldest();
-
-	std::mutex lock;
-	std::condition_variable arrival;
-	std::vector<batch> batches; // more than threads: one is always empty or filled
-	uint64_t sequence = 0;
-	std::vector<batch *> empty;
-	std::deque<batch *> filled;
-	bool ended = false;
+	void clear();
 };
 
 // The text of one batch.

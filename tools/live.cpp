@@ -232,19 +232,6 @@ debug_pkt_counters print_counters(session &run)
 
 } // namespace
 
-void add_live_command(CLI::App &app, live_options &options)
-{
-	CLI::App *const live = app.add_subcommand("live", "Render what passes an interface of this machine; no module is needed.");
-	live->footer("Says on standard error when it captures and ends on Ctrl-C, with a line of counters there. \"frame(N)\" in\n"
-		     "the text is the Nth packet.\n"
-		     "A mirror address in the settings sends the frames there instead of rendering them; those of an interface\n"
-		     "without Ethernet headers go as they are.\n"
-		     "Exit status: 0 done, 1 nothing matched, 2 usage error, 3 the interface or an output does not work.");
-	live->add_option("-i,--interface", options.interface, "the interface")->required()->type_name("IFACE");
-	add_capture_options(*live, options);
-	add_view_options(*live, options.views, true);
-}
-
 exit_status run_live(const live_options &options)
 {
 	if (const std::string reason = output_conflict({}, {options.views.frames, options.views.graph}); !reason.empty()) {

@@ -2,8 +2,8 @@
 // debug-pkt live: what passes an interface of this machine, through the capture's own entry points.
 #pragma once
 
-#include "tools/capture_options.h"
 #include "tools/message.h"
+#include "tools/rendering_options.h"
 #include "tools/view_options.h"
 
 #include <string>
@@ -13,5 +13,4 @@ struct live_options : rendering_options {
 	view_options views;
 };
 
-void add_live_command(CLI::App &app, live_options &options);
 exit_status run_live(const live_options &options);

@@ -5,13 +5,6 @@
 
 #include <cstdio>
 
-void add_off_command(CLI::App &app, std::string &sysctl_root)
-{
-	CLI::App *const off = app.add_subcommand("off", "Switch capture off; the filter stays as it is.");
-	off->footer("Exit status: 0 done, 3 the module's entry cannot be read or written.");
-	add_sysctl_root(*off, sysctl_root);
-}
-
 exit_status run_off(const std::string &sysctl_root)
 {
 	const std::string entry = settings_entry(sysctl_root);

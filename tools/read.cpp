@@ -122,7 +122,6 @@ struct replay {
 	replay(const read_options &wanted, int stop)
 	    : options(wanted),
 	      source(wanted.files, stop),
-	      batches(wanted.threads),
 	      output(stop),
 	      mirror(stop),
 	      views(wanted.views, output.text, stop)
@@ -131,8 +130,9 @@ struct replay {
 
 	const read_options &options;
 	net_device *device = nullptr;
+	std::mutex source_lock;
 	frame_source source;
-	batch_exchange batches;
+	uint64_t next_sequence = 0;
 	ordered_output output;
 	file_frame current = {}; // what one thread alone renders
 	mirror_file mirror;
@@ -271,49 +271,40 @@ public:
 	// Batches until there are no more.
 	void work()
 	{
-		while (batch *const next = run.batches.take_filled())
-			render_batch(*next);
-	}
-
-	// The same, and reads them.
-	void read_and_work()
-	{
-		while (!run.failed) {
-			batch &next = run.batches.take_any();
-			if (!next.frames.empty())
-				render_batch(next);
-			else if (run.source.fill(next))
-				run.batches.give_filled(next);
-			else
-				break;
-		}
-		run.batches.end();
-		work();
+		while (!run.failed && read_batch())
+			render_batch();
 	}
 
 private:
-	void render_batch(batch &next)
+	bool read_batch()
+	{
+		own.clear();
+		const std::lock_guard turn(run.source_lock);
+		sequence = run.next_sequence++;
+		return run.source.fill(own);
+	}
+
+	void render_batch()
 	{
 		text_block &block = run.output.take(blocks);
 		current_text = &block.text;
-		const uint8_t *data = next.bytes.data();
-		for (const file_frame &frame : next.frames) {
+		const uint8_t *data = own.bytes.data();
+		for (const file_frame &frame : own.frames) {
 			const uint8_t *const behind = data + frame.packet.len;
-			// The next frame's headers come out of the other CPU's cache while this one is rendered.
+			// The batch is more than the first-level cache holds: the next frame's headers come while this one is rendered.
 			__builtin_prefetch(behind);
 			__builtin_prefetch(behind + host::cache_line);
-			__builtin_prefetch(behind + 2 * host::cache_line);
 			render(run, frame, data);
 			data = behind;
 		}
 		deliver_pending();
-		const uint64_t sequence = next.sequence;
-		run.batches.give_back(next);
 		if (!run.output.write(sequence, block))
 			run.failed = true;
 	}
 
 	replay &run;
+	batch own;
+	uint64_t sequence = 0; // of the batch among all
 	std::array<text_block, 3> blocks;
 };
 
@@ -335,7 +326,7 @@ void run_threads(replay &run)
 		std::vector<std::thread> others;
 		for (unsigned i = 1; i < count; ++i)
 			others.emplace_back([&] { renderer(run).work(); });
-		renderer(run).read_and_work();
+		renderer(run).work();
 		for (std::thread &other : others)
 			other.join();
 	}

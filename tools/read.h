@@ -2,8 +2,8 @@
 // debug-pkt read: capture files through the capture's own entry points, as a datapath would hand its packets over.
 #pragma once
 
-#include "tools/capture_options.h"
 #include "tools/message.h"
+#include "tools/rendering_options.h"
 #include "tools/view_options.h"
 
 #include <string>

@@ -79,36 +79,6 @@ exit_status set_for_a_time(const std::string &entry, const filter_settings &sett
 
 } // namespace
 
-void add_sysctl_root(CLI::App &command, std::string &sysctl_root)
-{
-	sysctl_root = default_sysctl_root;
-	command.add_option("--sysctl-root", sysctl_root, "folder of the sysctl tree (default /proc/sys)")->type_name("FOLDER");
-}
-
-void add_set_command(CLI::App &app, set_options &options)
-{
-	CLI::App *const set = app.add_subcommand("set", "Set what the module captures; prints the settings line.");
-	set->footer(
-		"Only the criteria that are given are active, and all of them must hit. What may surprise is said before the line\n"
-		"is written; a filter that no packet can pass is refused. With --for the command waits, and brings the previous\n"
-		"settings back at its end, also on Ctrl-C and when it is killed.\n"
-		"For example, ten DNS packets of one client:  debug-pkt set --ip 10.0.0.1 --type dns --count 10\n"
-		"\n"
-		"Exit status: 0 done, 2 usage error or an impossible filter, 3 the module's entry or standard output cannot be\n"
-		"written.");
-	add_filter_options(*set, options.wanted);
-	CLI::Option *const duration =
-		set->add_option("--for", options.duration, "only for this time: 60s, 5m, 2h; then the previous settings come back")
-			->type_name("TIME")
-			->check([](const std::string &text) {
-				return read_duration(text)
-					       ? ""
-					       : fmt::format("{} is no time: a number and s, m or h are expected, as in 60s", text);
-			});
-	set->add_flag("--print", options.print, "print the line, write nothing")->excludes(duration);
-	add_sysctl_root(*set, options.sysctl_root);
-}
-
 exit_status run_set(const set_options &options)
 {
 	filter_settings settings;

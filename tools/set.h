@@ -2,10 +2,8 @@
 // debug-pkt set, show, off and explain: filters in the operator's words.
 #pragma once
 
-#include "tools/filter_options.h"
 #include "tools/message.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/wanted_filter.h"
 
 struct set_options {
 	wanted_filter wanted;
@@ -14,20 +12,15 @@ struct set_options {
 	bool print = false;
 };
 
-void add_set_command(CLI::App &app, set_options &options);
 exit_status run_set(const set_options &options);
 
-void add_show_command(CLI::App &app, std::string &sysctl_root);
 exit_status run_show(const std::string &sysctl_root);
 
-void add_off_command(CLI::App &app, std::string &sysctl_root);
 exit_status run_off(const std::string &sysctl_root);
 
-void add_explain_command(CLI::App &app, std::string &line);
 exit_status run_explain(const std::string &line);
 
 // What they share.
-void add_sysctl_root(CLI::App &command, std::string &sysctl_root);
 // Prints the settings in words, the notes, and the command that sets them.
 exit_status print_explanation(const filter_settings &settings, std::vector<std::string> notes);
 // Whether all of standard output could be written.

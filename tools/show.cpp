@@ -6,16 +6,6 @@
 
 #include <cstdio>
 
-void add_show_command(CLI::App &app, std::string &sysctl_root)
-{
-	CLI::App *const show = app.add_subcommand("show", "Say in words what is set now, and the command that sets it.");
-	show->footer(
-		"The module shows neither the mode nor some bits: what debug-pkt has set itself is known from its state file,\n"
-		"for everything else it says what is unknown.\n"
-		"Exit status: 0 done, 2 the state file is damaged (the rest is shown), 3 the module's entry cannot be read.");
-	add_sysctl_root(*show, sysctl_root);
-}
-
 exit_status run_show(const std::string &sysctl_root)
 {
 	current_settings current;

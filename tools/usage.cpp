@@ -4,8 +4,7 @@
 #include "tools/message.h"
 #include "tools/nearest.h"
 
-#include <charconv>
-#include <optional>
+#include <CLI/CLI.hpp>
 
 namespace {
 
@@ -33,26 +32,55 @@ std::string count_of_values(const CLI::ArgumentMismatch &wrong)
 	return text.ends_with(" missing") ? option + " needs a value" : option + " is there more than once";
 }
 
-// A number as the options take it, also after 0x.
-std::optional<long> number_in(const std::string &text)
+inline constexpr size_t explanation_column = 30, line_length = 110;
+
+// Words in lines of at most so many characters, each but the first behind the indent.
+std::string folded(const std::string &text, size_t length, const std::string &indent)
 {
-	const bool hex = text.starts_with("0x");
-	long number;
-	const char *const end = text.data() + text.size();
-	const auto [stop, error] = std::from_chars(text.data() + (hex ? 2 : 0), end, number, hex ? 16 : 10);
-	return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
+	std::string lines;
+	size_t used = 0, at = 0;
+	while (at < text.size()) {
+		const size_t end = std::min(text.find(' ', at), text.size());
+		const size_t word = end - at;
+		if (used && used + 1 + word > length) {
+			lines += "\n" + indent;
+			used = 0;
+		}
+		if (used) {
+			lines += ' ';
+			++used;
+		}
+		lines.append(text, at, word);
+		used += word;
+		at = end + 1;
+	}
+	return lines;
 }
+
+class option_lines : public CLI::Formatter {
+public:
+	std::string make_option(const CLI::Option *option, bool is_positional) const override
+	{
+		const std::string indent(explanation_column, ' ');
+		std::string line = "  " + make_option_name(option, is_positional) + make_option_opts(option);
+		if (line.size() < explanation_column)
+			line.resize(explanation_column, ' ');
+		else
+			line += "\n" + indent;
+		return line + folded(make_option_desc(option), line_length - explanation_column, indent) + "\n";
+	}
+
+	std::string make_option_opts(const CLI::Option *option) const override
+	{
+		return option->get_type_size() != 0 && !option->get_type_name().empty() ? " " + option->get_type_name() : "";
+	}
+};
 
 } // namespace
 
-std::function<std::string(const std::string &)> number_between(long low, long high)
+std::shared_ptr<CLI::FormatterBase> help_format()
 {
-	return [low, high](const std::string &text) {
-		const std::optional<long> number = number_in(text);
-		return number && *number >= low && *number <= high
-			       ? ""
-			       : fmt::format("a number from {} to {} is expected, not {}", low, high, text);
-	};
+	return std::make_shared<option_lines>();
 }
 
 void explain_usage_error(const CLI::App &app, const CLI::ParseError &wrong)

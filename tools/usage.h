@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: GPL-2.0-only
-// What is wrong with a command line, and what may have been meant.
+// How the command line's help looks, and what is said when it is wrong.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include <memory>
 
-#include <functional>
-#include <string>
+namespace CLI {
+class App;
+class FormatterBase;
+class ParseError;
+} // namespace CLI
 
-// What is to be checked of an option that takes a number.
-std::function<std::string(const std::string &)> number_between(long low, long high);
-
+// Each option with the name of its value and its explanation, in lines that a terminal holds.
+std::shared_ptr<CLI::FormatterBase> help_format();
+// What is wrong, and what may have been meant.
 void explain_usage_error(const CLI::App &app, const CLI::ParseError &wrong);

@@ -53,18 +53,6 @@ bool view_file(const std::string &path, text_views &views, text_output &text, co
 
 } // namespace
 
-void add_view_command(CLI::App &app, view_command_options &options)
-{
-	CLI::App *const view = app.add_subcommand("view", "Show rendered text that was kept in files in another form.");
-	view->footer(
-		"FILE holds what watch, read or live printed. Where one call's text ends is read from the text alone: a record\n"
-		"whose start may be a packet's own words says so.\n"
-		"Exit status: 0 done, 1 no text of a packet, 2 usage error or a file that cannot be read, 3 an output that cannot\n"
-		"be written.");
-	view->add_option("FILE", options.files, "kept text; - is standard input")->required()->type_name("");
-	add_view_options(*view, options.views, false);
-}
-
 exit_status run_view(const view_command_options &options)
 {
 	if (const std::string reason = output_conflict(options.files, {options.views.graph}); !reason.empty()) {

@@ -13,5 +13,4 @@ struct view_command_options {
 	std::vector<std::string> files; // "-" is standard input
 };
 
-void add_view_command(CLI::App &app, view_command_options &options);
 exit_status run_view(const view_command_options &options);

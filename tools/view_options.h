@@ -2,8 +2,6 @@
 // Which views of the rendered text are wanted, on the command line.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 
 struct view_options {
@@ -17,6 +15,3 @@ struct view_options {
 	// Whether the text itself goes to standard output.
 	bool show_text() const { return !no_text && !json && !journey && !summary && frames != "-"; }
 };
-
-// with_frames: the command has the frames themselves.
-void add_view_options(CLI::App &command, view_options &options, bool with_frames);

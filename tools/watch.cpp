@@ -232,32 +232,6 @@ void print_counters(session &run, const std::map<std::string, uint64_t> &module_
 
 } // namespace
 
-void add_watch_command(CLI::App &app, watch_options &options)
-{
-	CLI::App *const watch = app.add_subcommand("watch", "Print the text of the module in this machine's kernel as it arrives.");
-	watch->footer(
-		"The module gathers the text of each CPU and delivers it when 4095 bytes have come together; what is pending "
-		"waits.\n"
-		"--flush asks for it every second and at the end, through a parameter of that name of the datapath (the example\n"
-		"datapath has one). Writing to net/fw/debug_pkt_set_buff never delivers: it throws pending text away.\n"
-		"\n"
-		"--grep shows whole packets: a capture call's text with its later checkpoints, from the first line that matches\n"
-		"on. A message that begins with checkpoints continues the last packet of its CPU, which the next packet in the\n"
-		"message names; in a message without any, the CPU is taken to be that of the message before.\n"
-		"\n"
-		"On a terminal layers are coloured, p or space pauses (what arrives is kept in the ring, drops are counted) and q\n"
-		"ends. For a pager:  debug-pkt watch --color always | less -R\n"
-		"Ends on Ctrl-C, too. The line at the end counts what arrived here, and what the module did meanwhile.\n"
-		"\n"
-		"Exit status: 0 done, 1 no text was shown, 2 usage error, 3 the interface or an output does not work.");
-	watch->add_option("-i,--interface", options.interface, "the device that the messages come in on (default br0)")
-		->type_name("IFACE");
-	watch->add_option("--grep", options.grep, "show only packets with a line that matches (extended regular expression)")
-		->type_name("REGEX");
-	add_view_options(*watch, options.views, false);
-	watch->add_flag("--flush", options.flush, "ask the datapath for pending text, every second and at the end");
-}
-
 exit_status run_watch(const watch_options &options)
 {
 	const stop_signals stop;

@@ -5,8 +5,6 @@
 #include "tools/message.h"
 #include "tools/view_options.h"
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 
 struct watch_options {
@@ -16,5 +14,4 @@ struct watch_options {
 	view_options views;
 };
 
-void add_watch_command(CLI::App &app, watch_options &options);
 exit_status run_watch(const watch_options &options);
