@@ -94,7 +94,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 			  *const tcp = "192.0.2.9 all 0 0 0.0.0.0 0 0 0 0 64 0 7";
 	const auto [packets, damaged] = contents_of(path);
 	const outcome made = read_file(path, all);
-	fuzz::require(made.status == (damaged ? exit_bad_input : packets ? exit_done : exit_nothing_matched),
+	fuzz::require(made.status == (damaged   ? exit_bad_input
+				      : packets ? exit_done
+						: exit_nothing_matched),
 		      "the exit status says what was in the file");
 	fuzz::require(debug_pkt_stats.matched == packets && debug_pkt_stats.rendered == 3 * packets, "every packet is rendered");
 	fuzz::require(debug_pkt_stats.dropped_texts == 0 && debug_pkt_stats.discarded_bytes == 0, "no text is lost");

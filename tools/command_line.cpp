@@ -179,7 +179,7 @@ void add_live_command(CLI::App &app, live_options &options)
 
 std::optional<uint64_t> read_size(const std::string &text)
 {
-	uint32_t number;
+	uint32_t number = 0;
 	const char *const end = text.data() + text.size();
 	const auto [unit, error] = std::from_chars(text.data(), end, number);
 	if (error != std::errc() || !number || end - unit > 1)

@@ -39,10 +39,10 @@ void ordered_output::wait_for(const std::array<text_block, 3> &own)
 	turn.wait(guard, [&] { return std::none_of(own.begin(), own.end(), [](const text_block &each) { return each.waits; }); });
 }
 
-bool ordered_output::write(uint64_t sequence, text_block &done)
+bool ordered_output::write(size_t sequence, text_block &done)
 {
 	const std::lock_guard guard(lock);
-	early.resize(std::max<size_t>(early.size(), sequence - next + 1));
+	early.resize(std::max(early.size(), sequence - next + 1));
 	early[sequence - next] = &done;
 	done.waits = true;
 	for (; !early.empty() && early.front(); early.pop_front(), ++next) {

@@ -47,11 +47,11 @@ public:
 	// When a thread's last text is written.
 	void wait_for(const std::array<text_block, 3> &own);
 	// A text that comes early is left to the thread whose turn it is. False once the output failed.
-	bool write(uint64_t sequence, text_block &done);
+	bool write(size_t sequence, text_block &done);
 
 private:
 	std::mutex lock;
 	std::condition_variable turn;
 	std::deque<text_block *> early; // of the batches from next on, NULL where one is not done
-	uint64_t next = 0;
+	size_t next = 0;
 };

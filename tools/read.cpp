@@ -120,11 +120,7 @@ private:
 // What the threads share. Each thread is a CPU of its own; all have number 0, so that the text does not show how many there are.
 struct replay {
 	replay(const read_options &wanted, int stop)
-	    : options(wanted),
-	      source(wanted.files, stop),
-	      output(stop),
-	      mirror(stop),
-	      views(wanted.views, output.text, stop)
+	    : options(wanted), source(wanted.files, stop), output(stop), mirror(stop), views(wanted.views, output.text, stop)
 	{
 	}
 
@@ -132,7 +128,7 @@ struct replay {
 	net_device *device = nullptr;
 	std::mutex source_lock;
 	frame_source source;
-	uint64_t next_sequence = 0;
+	size_t next_sequence = 0;
 	ordered_output output;
 	file_frame current = {}; // what one thread alone renders
 	mirror_file mirror;
@@ -291,7 +287,8 @@ private:
 		const uint8_t *data = own.bytes.data();
 		for (const file_frame &frame : own.frames) {
 			const uint8_t *const behind = data + frame.packet.len;
-			// The batch is more than the first-level cache holds: the next frame's headers come while this one is rendered.
+			// The batch is more than the first-level cache holds: the next frame's headers come while this one is
+			// rendered.
 			__builtin_prefetch(behind);
 			__builtin_prefetch(behind + host::cache_line);
 			render(run, frame, data);
@@ -304,7 +301,7 @@ private:
 
 	replay &run;
 	batch own;
-	uint64_t sequence = 0; // of the batch among all
+	size_t sequence = 0; // of the batch among all
 	std::array<text_block, 3> blocks;
 };
 
