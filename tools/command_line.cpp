@@ -19,7 +19,7 @@ namespace {
 std::optional<long> number_in(const std::string &text)
 {
 	const bool hex = text.starts_with("0x");
-	long number;
+	long number = 0;
 	const char *const end = text.data() + text.size();
 	const auto [stop, error] = std::from_chars(text.data() + (hex ? 2 : 0), end, number, hex ? 16 : 10);
 	return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
