@@ -23,6 +23,7 @@ struct file_frame {
 struct batch {
 	std::vector<uint8_t> bytes; // of the frames, one behind the other
 	std::vector<file_frame> frames;
+	size_t sequence; // among all of the run
 
 	bool is_full() const;
 	void add(const file_frame &frame);

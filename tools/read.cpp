@@ -267,25 +267,38 @@ public:
 	// Batches until there are no more.
 	void work()
 	{
-		while (!run.failed && read_batch())
-			render_batch();
+		for (read_ahead(); filled; read_ahead()) {
+			render_batch(batches[oldest]);
+			oldest = (oldest + 1) % batches.size();
+			--filled;
+		}
 	}
 
 private:
-	bool read_batch()
+	// While no other thread reads, so that a turn at it is seldom waited for. What has been read is rendered, come what may:
+	// the other threads' texts wait for it.
+	void read_ahead()
 	{
-		own.clear();
-		const std::lock_guard turn(run.source_lock);
-		sequence = run.next_sequence++;
-		return run.source.fill(own);
+		for (; filled < batches.size() && !run.failed; ++filled) {
+			std::unique_lock turn(run.source_lock, std::defer_lock);
+			if (!filled)
+				turn.lock();
+			else if (!turn.try_lock())
+				return;
+			batch &next = batches[(oldest + filled) % batches.size()];
+			next.clear();
+			next.sequence = run.next_sequence++;
+			if (!run.source.fill(next))
+				return;
+		}
 	}
 
-	void render_batch()
+	void render_batch(const batch &next)
 	{
 		text_block &block = run.output.take(blocks);
 		current_text = &block.text;
-		const uint8_t *data = own.bytes.data();
-		for (const file_frame &frame : own.frames) {
+		const uint8_t *data = next.bytes.data();
+		for (const file_frame &frame : next.frames) {
 			const uint8_t *const behind = data + frame.packet.len;
 			// The batch is more than the first-level cache holds: the next frame's headers come while this one is
 			// rendered.
@@ -295,13 +308,13 @@ private:
 			data = behind;
 		}
 		deliver_pending();
-		if (!run.output.write(sequence, block))
+		if (!run.output.write(next.sequence, block))
 			run.failed = true;
 	}
 
 	replay &run;
-	batch own;
-	size_t sequence = 0; // of the batch among all
+	std::array<batch, 2> batches;
+	size_t oldest = 0, filled = 0;
 	std::array<text_block, 3> blocks;
 };
 
