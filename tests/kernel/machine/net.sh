@@ -130,7 +130,7 @@ begin_probe() {
 	rm -f /tmp/probe
 	probe "$@" >/tmp/probe 2>&1 &
 	watcher=$!
-	wait_until "the probe does not start" grep -q ready /tmp/probe
+	wait_until "the probe does not start" grep -qs ready /tmp/probe
 }
 
 # The probe waits for what is under way; its answer's last line stays in $answer.
