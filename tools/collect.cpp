@@ -10,16 +10,13 @@
 #include "tools/stop_signals.h"
 #include "tools/text_output.h"
 #include "tools/text_views.h"
-#include "tools/timed_settings.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <deque>
 #include <map>
 #include <memory>
-#include <optional>
 #include <pcap/dlt.h>
 #include <poll.h>
 #include <unistd.h>

@@ -177,6 +177,7 @@ void add_live_command(CLI::App &app, live_options &options)
 	add_view_options(*live, options.views, true);
 }
 
+// A number of bytes, also with k, M or G behind it; none when it is neither, or zero.
 std::optional<uint64_t> read_size(const std::string &text)
 {
 	uint32_t number = 0;

@@ -13,15 +13,11 @@ struct set_options {
 };
 
 exit_status run_set(const set_options &options);
-
 exit_status run_show(const std::string &sysctl_root);
-
 exit_status run_off(const std::string &sysctl_root);
-
 exit_status run_explain(const std::string &line);
 
-// What they share.
-// Prints the settings in words, the notes, and the command that sets them.
+// What they share: prints the settings in words, the notes, and the command that sets them.
 exit_status print_explanation(const filter_settings &settings, std::vector<std::string> notes);
 // Whether all of standard output could be written.
 exit_status end_of_output();
