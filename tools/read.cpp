@@ -280,17 +280,29 @@ private:
 	void read_ahead()
 	{
 		for (; filled < batches.size() && !run.failed; ++filled) {
-			std::unique_lock turn(run.source_lock, std::defer_lock);
-			if (!filled)
-				turn.lock();
-			else if (!turn.try_lock())
+			std::unique_lock turn(run.source_lock, std::try_to_lock);
+			if (!turn && filled)
 				return;
+			if (!turn)
+				wait_for(turn);
 			batch &next = batches[(oldest + filled) % batches.size()];
 			next.clear();
 			next.sequence = run.next_sequence++;
 			if (!run.source.fill(next))
 				return;
 		}
+	}
+
+	// A turn is over sooner than a sleep, but for one that waits for a pipe.
+	static void wait_for(std::unique_lock<std::mutex> &turn)
+	{
+		constexpr int looks = 1000;
+		for (int i = 0; i < looks; ++i) {
+			std::this_thread::yield();
+			if (turn.try_lock())
+				return;
+		}
+		turn.lock();
 	}
 
 	void render_batch(const batch &next)
@@ -313,7 +325,7 @@ private:
 	}
 
 	replay &run;
-	std::array<batch, 2> batches;
+	std::array<batch, 3> batches;
 	size_t oldest = 0, filled = 0;
 	std::array<text_block, 3> blocks;
 };
