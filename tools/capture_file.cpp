@@ -36,6 +36,38 @@ void skip_cooked_header(captured_packet &packet, uint32_t header_length, uint32_
 	packet.len -= skipped;
 }
 
+void find_payload(captured_packet &packet)
+{
+	switch (packet.link_type) {
+	case DLT_LINUX_SLL:
+		skip_cooked_header(packet, 16, 14);
+		break;
+	case DLT_LINUX_SLL2:
+		skip_cooked_header(packet, 20, 0);
+		break;
+	case DLT_RAW:
+		packet.ethertype = ethertype_of_version(packet);
+		break;
+	case DLT_IPV4:
+		packet.ethertype = ethertype_ipv4;
+		break;
+	case DLT_IPV6:
+		packet.ethertype = ethertype_ipv6;
+		break;
+	}
+}
+
+// A broken file may claim more than a second of fraction, or less than none.
+void carry_seconds(captured_packet &packet)
+{
+	packet.seconds += packet.nanoseconds / nanoseconds_per_second;
+	packet.nanoseconds %= nanoseconds_per_second;
+	if (packet.nanoseconds < 0) {
+		packet.nanoseconds += nanoseconds_per_second;
+		--packet.seconds;
+	}
+}
+
 // Of a file that is no capture, what it may be instead.
 std::string kind_of(const std::string &path)
 {
@@ -85,37 +117,19 @@ std::string readable_link_types()
 
 captured_packet packet_of(int link_type, const pcap_pkthdr &header, const uint8_t *data)
 {
-	// A broken file may claim more than a second of fraction, or less than none.
 	captured_packet packet = {.data = data,
 				  .len = header.caplen,
-				  .seconds = header.ts.tv_sec + header.ts.tv_usec / nanoseconds_per_second,
-				  .nanoseconds = header.ts.tv_usec % nanoseconds_per_second,
+				  .seconds = header.ts.tv_sec,
+				  .nanoseconds = header.ts.tv_usec,
 				  .level = link_type != DLT_EN10MB,
 				  .ethertype = ethertype_none,
 				  .header_len = 0,
 				  .wire_len = header.len,
 				  .link_type = link_type};
-	if (packet.nanoseconds < 0) {
-		packet.nanoseconds += nanoseconds_per_second;
-		--packet.seconds;
-	}
-	switch (link_type) {
-	case DLT_LINUX_SLL:
-		skip_cooked_header(packet, 16, 14);
-		break;
-	case DLT_LINUX_SLL2:
-		skip_cooked_header(packet, 20, 0);
-		break;
-	case DLT_RAW:
-		packet.ethertype = ethertype_of_version(packet);
-		break;
-	case DLT_IPV4:
-		packet.ethertype = ethertype_ipv4;
-		break;
-	case DLT_IPV6:
-		packet.ethertype = ethertype_ipv6;
-		break;
-	}
+	if (packet.nanoseconds < 0 || packet.nanoseconds >= nanoseconds_per_second)
+		carry_seconds(packet);
+	if (packet.level != 0)
+		find_payload(packet);
 	return packet;
 }
 
@@ -143,21 +157,35 @@ capture_file::capture_file(const std::string &path, int stop) : input(stop), han
 
 capture_file::~capture_file() = default;
 
-bool capture_file::next(captured_packet &packet)
+struct capture_file::reading {
+	capture_file *file;
+	take_function take;
+	void *context;
+	bool goes_on = true;
+};
+
+void capture_file::take_packet(u_char *context, const pcap_pkthdr *header, const u_char *data)
 {
-	pcap_pkthdr *header;
-	const u_char *data;
-	const int result = pcap_next_ex(handle.get(), &header, &data);
-	if (result != 1) {
-		if (result != PCAP_ERROR_BREAK)
-			fail_here(pcap_geterr(handle.get()));
-		return false;
-	}
-	++packets_read;
-	if (!input.can_seek())
-		offset = ftello(pcap_file(handle.get()));
-	packet = packet_of(link_type, *header, data);
-	return true;
+	reading &now = *reinterpret_cast<reading *>(context);
+	capture_file &file = *now.file;
+	++file.packets_read;
+	if (!file.input.can_seek())
+		file.offset = ftello(pcap_file(file.handle.get()));
+	now.goes_on = now.take(now.context, packet_of(file.link_type, *header, data));
+	if (!now.goes_on)
+		pcap_breakloop(file.handle.get());
+}
+
+bool capture_file::read_with(take_function take, void *context)
+{
+	reading now = {this, take, context};
+	int result;
+	do // libpcap may break at the beginning, as it was told to at the end of the last call
+		result = pcap_dispatch(handle.get(), -1, take_packet, reinterpret_cast<u_char *>(&now));
+	while (now.goes_on && (result > 0 || result == PCAP_ERROR_BREAK));
+	if (result == PCAP_ERROR)
+		fail_here(pcap_geterr(handle.get()));
+	return !now.goes_on;
 }
 
 // A file's position costs a system call: it is not asked for at every packet, the packets are read again instead.

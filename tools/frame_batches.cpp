@@ -9,10 +9,10 @@ bool batch::is_full() const
 	return bytes.size() >= enough_bytes || frames.size() >= enough_frames;
 }
 
-void batch::add(const file_frame &frame)
+void batch::add(const captured_packet &packet, int32_t number)
 {
-	bytes.insert(bytes.end(), frame.packet.data, frame.packet.data + frame.packet.len);
-	frames.push_back(frame);
+	bytes.insert(bytes.end(), packet.data, packet.data + packet.len);
+	frames.push_back({packet, number});
 }
 
 void batch::clear()

@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-// A frame as it comes from its file.
-struct file_frame {
+// A frame that was read ahead; its bytes are in its batch.
+struct kept_frame {
 	captured_packet packet;
 	int32_t number; // in its file
 };
@@ -22,11 +22,11 @@ struct file_frame {
 // Frames read together, for the thread that reads them.
 struct batch {
 	std::vector<uint8_t> bytes; // of the frames, one behind the other
-	std::vector<file_frame> frames;
+	std::vector<kept_frame> frames;
 	size_t sequence; // among all of the run
 
 	bool is_full() const;
-	void add(const file_frame &frame);
+	void add(const captured_packet &packet, int32_t number);
 	void clear();
 };
 

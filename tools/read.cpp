@@ -43,45 +43,30 @@ public:
 	// What one thread alone does before a pipe that gives nothing now is waited for.
 	void set_pastime(std::function<void()> what) { pastime = std::move(what); }
 
-	// The next frame, valid until the next call; false when there are no more.
-	bool next(file_frame &frame)
+	// Hands one frame after the other, valid during the call, with its number in its file, to take, until it returns false for
+	// enough or there are no more.
+	template <class Take> void read(Take take)
 	{
-		constexpr uint64_t frames_between_looks = 1024;
-		if (packets_read % frames_between_looks == 0) {
-			if (file && bar.is_due())
-				bar.show(progress_text());
-			if (is_stopped())
-				return false;
-		}
-		for (; next_file < files.size() || file; file.reset()) {
+		const auto count_and_take = [&](const captured_packet &packet) {
+			constexpr uint64_t frames_between_looks = 1024;
+			const bool goes_on = take(packet, static_cast<int32_t>(file->packets()));
+			return ++packets_read % frames_between_looks ? goes_on : look_around() && goes_on;
+		};
+		for (bool goes_on = !is_stopped(); goes_on && (file || next_file < files.size()); file.reset()) {
 			if (!file) {
 				file = std::make_unique<capture_file>(files[next_file++], stop_descriptor);
 				file->set_pastime(pastime);
 			}
-			if (file->error().empty() && file->next(frame.packet)) {
-				++packets_read;
-				frame.number = static_cast<int32_t>(file->packets());
-				return true;
-			}
-			if (is_stopped())
-				return false;
-			if (!file->error().empty()) {
+			if (file->error().empty() && file->read(count_and_take))
+				return;
+			goes_on = !is_stopped();
+			if (goes_on && !file->error().empty()) {
 				const std::string &path = files[next_file - 1];
 				bar.clear();
 				message("{}: {}", path == "-" ? "standard input" : path, file->error());
 				all_read = false;
 			}
 		}
-		return false;
-	}
-
-	// The next frames; false when there are no more.
-	bool fill(batch &next_batch)
-	{
-		file_frame frame;
-		while (!next_batch.is_full() && next(frame))
-			next_batch.add(frame);
-		return !next_batch.frames.empty();
 	}
 
 	// When nothing more is read.
@@ -93,6 +78,14 @@ public:
 	bool complete() const { return all_read; }
 
 private:
+	// Now and then; false when a signal asked for the end.
+	bool look_around()
+	{
+		if (bar.is_due())
+			bar.show(progress_text());
+		return !is_stopped();
+	}
+
 	bool is_stopped() const
 	{
 		pollfd stop = {stop_descriptor, POLLIN, 0};
@@ -130,7 +123,7 @@ struct replay {
 	frame_source source;
 	size_t next_sequence = 0;
 	ordered_output output;
-	file_frame current = {}; // what one thread alone renders
+	const captured_packet *current = nullptr; // what one thread alone renders
 	mirror_file mirror;
 	text_views views;
 	std::mutex counters_lock;
@@ -168,7 +161,7 @@ int keep_datagram(void *context, sk_buff *datagram)
 {
 	replay &run = *static_cast<replay *>(context);
 	if (run.mirror.is_open())
-		run.mirror.write(datagram->data, datagram->len, run.current.packet.seconds, run.current.packet.nanoseconds);
+		run.mirror.write(datagram->data, datagram->len, run.current->seconds, run.current->nanoseconds);
 	host::free_skb(datagram);
 	return 0;
 }
@@ -197,20 +190,20 @@ void explain_settings(const read_options &options)
 }
 
 // data: where the frame's bytes are now.
-void render(const replay &run, const file_frame &frame, const uint8_t *data)
+void render(const replay &run, const captured_packet &packet, int32_t number, const uint8_t *data)
 {
 	sk_buff skb = {};
 	skb.dev = run.device;
 	skb.skb_iif = run.device->ifindex;
 	skb.data = const_cast<uint8_t *>(data);
-	skb.len = frame.packet.len;
+	skb.len = packet.len;
 	std::vector<uint8_t> alone;
 	if (watches_frames) {
 		// Alone in its block, so that a read behind it is seen.
 		alone.assign(data, data + skb.len);
 		skb.data = alone.data();
 	}
-	hand_over(skb, frame.packet, frame.number, run.options.follow_ups, run.options.views.wanted());
+	hand_over(skb, packet, number, run.options.follow_ups, run.options.views.wanted());
 }
 
 void keep_counters(replay &run)
@@ -227,8 +220,11 @@ void render_alone(replay &run)
 		deliver_pending();
 		run.output.text.flush();
 	});
-	while (!run.output.text.failed() && run.mirror.error().empty() && run.source.next(run.current))
-		render(run, run.current, run.current.packet.data);
+	run.source.read([&run](const captured_packet &packet, int32_t number) {
+		run.current = &packet;
+		render(run, packet, number, packet.data);
+		return !run.output.text.failed() && run.mirror.error().empty();
+	});
 	deliver_pending();
 	keep_counters(run);
 }
@@ -241,13 +237,13 @@ void render_for_views(replay &run)
 		run.output.text.flush();
 		run.views.flush();
 	});
-	while (!run.output.text.failed() && run.views.error().empty() && run.mirror.error().empty() &&
-	       run.source.next(run.current)) {
-		const captured_packet &packet = run.current.packet;
+	run.source.read([&run](const captured_packet &packet, int32_t number) {
+		run.current = &packet;
 		run.views.begin_frame(frame_of(packet, run.source.file_name()));
-		render(run, run.current, packet.data);
+		render(run, packet, number, packet.data);
 		run.views.end_frame();
-	}
+		return !run.output.text.failed() && run.views.error().empty() && run.mirror.error().empty();
+	});
 	keep_counters(run);
 	run.views.finish();
 }
@@ -288,7 +284,11 @@ private:
 			batch &next = batches[(oldest + filled) % batches.size()];
 			next.clear();
 			next.sequence = run.next_sequence++;
-			if (!run.source.fill(next))
+			run.source.read([&next](const captured_packet &packet, int32_t number) {
+				next.add(packet, number);
+				return !next.is_full();
+			});
+			if (next.frames.empty())
 				return;
 		}
 	}
@@ -310,13 +310,13 @@ private:
 		text_block &block = run.output.take(blocks);
 		current_text = &block.text;
 		const uint8_t *data = next.bytes.data();
-		for (const file_frame &frame : next.frames) {
+		for (const kept_frame &frame : next.frames) {
 			const uint8_t *const behind = data + frame.packet.len;
 			// The batch is more than the first-level cache holds: the next frame's headers come while this one is
 			// rendered.
 			__builtin_prefetch(behind);
 			__builtin_prefetch(behind + host::cache_line);
-			render(run, frame, data);
+			render(run, frame.packet, frame.number, data);
 			data = behind;
 		}
 		deliver_pending();

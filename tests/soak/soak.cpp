@@ -291,9 +291,10 @@ private:
 void load_samples(const std::string &path)
 {
 	capture_file file(path);
-	captured_packet packet;
-	while (file.next(packet))
+	file.read([](const captured_packet &packet) {
 		samples.emplace_back(packet.data, packet.data + packet.len);
+		return true;
+	});
 	if (!file.error().empty()) {
 		std::fprintf(stderr, "soak: %s: %s\n", path.c_str(), file.error().c_str());
 		std::exit(2);
