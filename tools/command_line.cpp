@@ -155,7 +155,7 @@ void add_read_command(CLI::App &app, read_options &options)
 	add_capture_options(*read, options);
 	read->add_option(
 		    "--threads", options.threads,
-		    "render on N CPUs, in batches, the output in the file's order (one when the settings have a limit or a mirror "
+		    "render on N CPUs, the output in the file's order (one when the settings have a limit or a mirror "
 		    "address)")
 		->type_name("N")
 		->check(number_between(1, 256));

@@ -49,6 +49,22 @@ bool ordered_output::write(size_t sequence, text_block &done)
 		text.show(early.front()->text);
 		early.front()->waits = false;
 	}
+	flush_if_due();
 	turn.notify_all();
 	return !text.failed();
+}
+
+void ordered_output::flush_before(size_t sequence)
+{
+	const std::lock_guard guard(lock);
+	flush_at = sequence;
+	flush_if_due();
+}
+
+void ordered_output::flush_if_due()
+{
+	if (next < flush_at)
+		return;
+	text.flush();
+	flush_at = SIZE_MAX;
 }

@@ -49,10 +49,15 @@ public:
 	void wait_for(const std::array<text_block, 3> &own);
 	// A text that comes early is left to the thread whose turn it is. False once the output failed.
 	bool write(size_t sequence, text_block &done);
+	// The texts before that of a batch leave this process once they are all there.
+	void flush_before(size_t sequence);
 
 private:
+	void flush_if_due();
+
 	std::mutex lock;
 	std::condition_variable turn;
 	std::deque<text_block *> early; // of the batches from next on, NULL where one is not done
 	size_t next = 0;
+	size_t flush_at = SIZE_MAX; // when this one is next
 };

@@ -40,7 +40,7 @@ public:
 	// Once stop is readable there are no more.
 	frame_source(const std::vector<std::string> &paths, int stop) : files(paths), stop_descriptor(stop) {}
 
-	// What one thread alone does before a pipe that gives nothing now is waited for.
+	// What is done before a pipe that gives nothing now is waited for.
 	void set_pastime(std::function<void()> what) { pastime = std::move(what); }
 
 	// Hands one frame after the other, valid during the call, with its number in its file, to take, until it returns false for
@@ -55,7 +55,7 @@ public:
 		for (bool goes_on = !is_stopped(); goes_on && (file || next_file < files.size()); file.reset()) {
 			if (!file) {
 				file = std::make_unique<capture_file>(files[next_file++], stop_descriptor);
-				file->set_pastime(pastime);
+				file->set_pastime([this] { pastime(); });
 			}
 			if (file->error().empty() && file->read(count_and_take))
 				return;
@@ -263,11 +263,8 @@ public:
 	// Batches until there are no more.
 	void work()
 	{
-		for (read_ahead(); filled; read_ahead()) {
-			render_batch(batches[oldest]);
-			oldest = (oldest + 1) % batches.size();
-			--filled;
-		}
+		for (read_ahead(); filled; read_ahead())
+			render_oldest();
 	}
 
 private:
@@ -282,8 +279,8 @@ private:
 			if (!turn)
 				wait_for(turn);
 			batch &next = batches[(oldest + filled) % batches.size()];
-			next.clear();
-			next.sequence = run.next_sequence++;
+			begin(next);
+			run.source.set_pastime([this] { catch_up(); });
 			run.source.read([&next](const captured_packet &packet, int32_t number) {
 				next.add(packet, number);
 				return !next.is_full();
@@ -303,6 +300,32 @@ private:
 				return;
 		}
 		turn.lock();
+	}
+
+	void begin(batch &next)
+	{
+		next.clear();
+		next.sequence = run.next_sequence++;
+	}
+
+	// All that this thread has read, with the batch that it is reading.
+	void catch_up()
+	{
+		while (filled)
+			render_oldest();
+		batch &unfinished = batches[oldest];
+		if (!unfinished.frames.empty()) {
+			render_batch(unfinished);
+			begin(unfinished);
+		}
+		run.output.flush_before(unfinished.sequence);
+	}
+
+	void render_oldest()
+	{
+		render_batch(batches[oldest]);
+		oldest = (oldest + 1) % batches.size();
+		--filled;
 	}
 
 	void render_batch(const batch &next)
