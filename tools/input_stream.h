@@ -36,7 +36,7 @@ private:
 	// The stream's buffer stays in the second-level cache. It begins a page: the kernel copies whole pages into it, and
 	// processors do that several times slower to a place that lies a few bytes further inside its page than the source does.
 	struct alignas(4096) stream_buffer {
-		char bytes[1 << 16];
+		char bytes[1 << 17];
 	};
 
 	FILE *open_plain();
