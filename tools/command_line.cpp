@@ -153,10 +153,9 @@ void add_read_command(CLI::App &app, read_options &options)
 		"output that cannot be written.");
 	read->add_option("FILE", options.files, "capture files; - is standard input")->required()->type_name("");
 	add_capture_options(*read, options);
-	read->add_option(
-		    "--threads", options.threads,
-		    "render on N CPUs, the output in the file's order (one when the settings have a limit or a mirror "
-		    "address)")
+	read->add_option("--threads", options.threads,
+			 "render on N CPUs, the output in the file's order (one when the settings have a limit or a mirror "
+			 "address)")
 		->type_name("N")
 		->check(number_between(1, 256));
 	read->add_option("--mirror-out", options.mirror_out,
