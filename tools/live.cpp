@@ -96,10 +96,12 @@ std::string address_text(uint32_t address)
 	return inet_ntop(AF_INET, &address, text, sizeof text);
 }
 
-// The mirror's own guard knows a datagram by its GRE header, which later fragments do not have.
-bool ignore_own_fragments(session &run, uint32_t source, uint32_t collector)
+// The mirror's own guard sends no datagram again, but each would be a packet that counts against the limit; and it knows them by
+// their GRE header, which later fragments do not have.
+bool ignore_own_datagrams(session &run, uint32_t source, uint32_t collector)
 {
-	const std::string rule = fmt::format("not (ip proto 47 and src host {} and dst host {} and ip[6:2] & 0x1fff != 0)",
+	const std::string rule = fmt::format("not (ip proto 47 and src host {} and dst host {} and "
+					     "(ip[22:2] = 0x6558 or ip[6:2] & 0x1fff != 0))",
 					     address_text(source), address_text(collector));
 	bpf_program program;
 	if (pcap_compile(run.handle.get(), &program, rule.c_str(), 1, PCAP_NETMASK_UNKNOWN) != 0)
@@ -164,7 +166,7 @@ bool open_mirror(session &run)
 		message("the mirror's raw socket: {}", std::strerror(errno));
 		return false;
 	}
-	if (!ignore_own_fragments(run, source, collector)) {
+	if (!ignore_own_datagrams(run, source, collector)) {
 		message("{}: {}", run.options.interface, pcap_geterr(run.handle.get()));
 		return false;
 	}
