@@ -21,50 +21,35 @@ void batch::clear()
 	frames.clear();
 }
 
-text_block &ordered_output::take(std::array<text_block, 3> &own)
+batch_texts &ordered_output::take(std::array<batch_texts, 3> &own)
 {
 	std::unique_lock guard(lock);
-	text_block *block;
+	batch_texts *free;
 	turn.wait(guard, [&] {
-		block = std::find_if(own.begin(), own.end(), [](const text_block &each) { return !each.waits; });
-		return block != own.end();
+		free = std::find_if(own.begin(), own.end(), [](const batch_texts &each) { return !each.waits; });
+		return free != own.end();
 	});
-	block->text.clear();
-	return *block;
+	guard.unlock();
+	free->clear();
+	return *free;
 }
 
-void ordered_output::wait_for(const std::array<text_block, 3> &own)
+void ordered_output::wait_for(const std::array<batch_texts, 3> &own)
 {
 	std::unique_lock guard(lock);
-	turn.wait(guard, [&] { return std::none_of(own.begin(), own.end(), [](const text_block &each) { return each.waits; }); });
+	turn.wait(guard, [&] { return std::none_of(own.begin(), own.end(), [](const batch_texts &each) { return each.waits; }); });
 }
 
-bool ordered_output::write(size_t sequence, text_block &done)
+bool ordered_output::write(size_t sequence, batch_texts &done)
 {
 	const std::lock_guard guard(lock);
 	early.resize(std::max(early.size(), sequence - next + 1));
 	early[sequence - next] = &done;
 	done.waits = true;
 	for (; !early.empty() && early.front(); early.pop_front(), ++next) {
-		text.show(early.front()->text);
+		early.front()->show(text);
 		early.front()->waits = false;
 	}
-	flush_if_due();
 	turn.notify_all();
 	return !text.failed();
-}
-
-void ordered_output::flush_before(size_t sequence)
-{
-	const std::lock_guard guard(lock);
-	flush_at = sequence;
-	flush_if_due();
-}
-
-void ordered_output::flush_if_due()
-{
-	if (next < flush_at)
-		return;
-	text.flush();
-	flush_at = SIZE_MAX;
 }

@@ -3,14 +3,13 @@
 #pragma once
 
 #include "tools/capture_file.h"
-#include "tools/text_output.h"
+#include "tools/text_block.h"
 
 #include <array>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <mutex>
-#include <string>
 #include <vector>
 
 // A frame that was read ahead; its bytes are in its batch.
@@ -30,9 +29,8 @@ struct batch {
 	void clear();
 };
 
-// The text of one batch.
-struct text_block {
-	std::string text;
+// The texts of one batch.
+struct batch_texts : text_block {
 	bool waits = false; // for the batches before
 };
 
@@ -43,21 +41,16 @@ public:
 
 	text_output text;
 
-	// One of a thread's own blocks that is not waiting, empty.
-	text_block &take(std::array<text_block, 3> &own);
+	// One of a thread's own that is not waiting, empty.
+	batch_texts &take(std::array<batch_texts, 3> &own);
 	// When a thread's last text is written.
-	void wait_for(const std::array<text_block, 3> &own);
+	void wait_for(const std::array<batch_texts, 3> &own);
 	// A text that comes early is left to the thread whose turn it is. False once the output failed.
-	bool write(size_t sequence, text_block &done);
-	// The texts before that of a batch leave this process once they are all there.
-	void flush_before(size_t sequence);
+	bool write(size_t sequence, batch_texts &done);
 
 private:
-	void flush_if_due();
-
 	std::mutex lock;
 	std::condition_variable turn;
-	std::deque<text_block *> early; // of the batches from next on, NULL where one is not done
+	std::deque<batch_texts *> early; // of the batches from next on, NULL where one is not done
 	size_t next = 0;
-	size_t flush_at = SIZE_MAX; // when this one is next
 };

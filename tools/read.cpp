@@ -131,28 +131,19 @@ struct replay {
 	std::atomic<bool> failed = false; // an output could not be written
 };
 
-// Where the text goes that a thread renders that is not alone.
-thread_local std::string *current_text;
+// Where the texts go that a thread renders.
+thread_local text_block *current_texts;
 
-// The CLI at the far end of br0, of one thread alone and of one among several.
-int print_message(void *context, sk_buff *message)
+// The CLI at the far end of br0.
+int keep_message(void *, sk_buff *message)
 {
-	const std::string_view text = message_text(message->data, message->len);
-	static_cast<replay *>(context)->output.text.show(text);
-	host::free_skb(message);
+	current_texts->add(message);
 	return 0;
 }
 
 int view_message(void *context, sk_buff *message)
 {
 	static_cast<replay *>(context)->views.take_text(message_text(message->data, message->len));
-	host::free_skb(message);
-	return 0;
-}
-
-int keep_message(void *, sk_buff *message)
-{
-	*current_text += message_text(message->data, message->len);
 	host::free_skb(message);
 	return 0;
 }
@@ -215,17 +206,26 @@ void keep_counters(replay &run)
 // Text gathers in the buffer as in the module, and frames are rendered where they were read.
 void render_alone(replay &run)
 {
-	host::set_receiver(print_message, &run);
-	run.source.set_pastime([&run] {
+	constexpr size_t enough = 16; // messages: they stay in the second-level cache
+	text_block texts;
+	current_texts = &texts;
+	host::set_receiver(keep_message, nullptr);
+	const auto show = [&] {
+		const bool shown = texts.show(run.output.text);
+		texts.clear();
+		return shown;
+	};
+	const auto show_pending = [&] {
 		deliver_pending();
-		run.output.text.flush();
-	});
-	run.source.read([&run](const captured_packet &packet, int32_t number) {
+		show();
+	};
+	run.source.set_pastime(show_pending);
+	run.source.read([&](const captured_packet &packet, int32_t number) {
 		run.current = &packet;
 		render(run, packet, number, packet.data);
-		return !run.output.text.failed() && run.mirror.error().empty();
+		return (texts.size() < enough || show()) && run.mirror.error().empty();
 	});
-	deliver_pending();
+	show_pending();
 	keep_counters(run);
 }
 
@@ -254,7 +254,7 @@ public:
 	explicit renderer(replay &shared) : run(shared) {}
 	~renderer()
 	{
-		run.output.wait_for(blocks);
+		run.output.wait_for(texts);
 		keep_counters(run);
 	}
 	renderer(const renderer &) = delete;
@@ -318,7 +318,6 @@ private:
 			render_batch(unfinished);
 			begin(unfinished);
 		}
-		run.output.flush_before(unfinished.sequence);
 	}
 
 	void render_oldest()
@@ -330,8 +329,8 @@ private:
 
 	void render_batch(const batch &next)
 	{
-		text_block &block = run.output.take(blocks);
-		current_text = &block.text;
+		batch_texts &own = run.output.take(texts);
+		current_texts = &own;
 		const uint8_t *data = next.bytes.data();
 		for (const kept_frame &frame : next.frames) {
 			const uint8_t *const behind = data + frame.packet.len;
@@ -343,14 +342,14 @@ private:
 			data = behind;
 		}
 		deliver_pending();
-		if (!run.output.write(next.sequence, block))
+		if (!run.output.write(next.sequence, own))
 			run.failed = true;
 	}
 
 	replay &run;
 	std::array<batch, 3> batches;
 	size_t oldest = 0, filled = 0;
-	std::array<text_block, 3> blocks;
+	std::array<batch_texts, 3> texts;
 };
 
 // A limit counts the packets of all CPUs, and mirror datagrams go out as they come: both want the file's order.

@@ -47,6 +47,21 @@ bool text_output::show(std::string_view text)
 	return write(dressed.data(), dressed.size());
 }
 
+bool text_output::show(std::span<iovec> pieces)
+{
+	if (dressing || stop_descriptor >= 0) {
+		for (const iovec &each : pieces)
+			show({static_cast<const char *>(each.iov_base), each.iov_len});
+		return flush();
+	}
+	flush();
+	size_t length = 0;
+	for (const iovec &each : pieces)
+		length += each.iov_len;
+	note(length, failed() ? 0 : write_all(STDOUT_FILENO, pieces));
+	return !failed();
+}
+
 bool text_output::flush()
 {
 	write_out(block.get(), used);
@@ -56,7 +71,12 @@ bool text_output::flush()
 
 void text_output::write_out(const char *text, size_t length)
 {
-	const size_t done = failed() ? 0 : write_all(STDOUT_FILENO, text, length, stop_descriptor);
+	note(length, failed() ? 0 : write_all(STDOUT_FILENO, text, length, stop_descriptor));
+}
+
+// Of how much was to be written, and was.
+void text_output::note(size_t length, size_t done)
+{
 	if (done < length && !failed())
 		error = errno;
 	bytes_lost += length - done;

@@ -7,8 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+
+struct iovec;
 
 class text_output {
 public:
@@ -20,6 +23,8 @@ public:
 	// "auto").
 	void set_colours(const std::string &when);
 	bool show(std::string_view text);
+	// The same for pieces, which are used up: they leave this process at once, from where they are.
+	bool show(std::span<iovec> pieces);
 	bool flush();
 	bool failed() const { return error != 0; }
 	// The system's error number of the block that could not be written.
@@ -29,6 +34,7 @@ public:
 
 private:
 	void write_out(const char *text, size_t length);
+	void note(size_t length, size_t done);
 
 	std::unique_ptr<char[]> block;
 	std::unique_ptr<terminal_text> dressing; // for human eyes

@@ -42,3 +42,22 @@ size_t write_all(int output, const char *data, size_t size, int stop)
 	}
 	return done;
 }
+
+size_t write_all(int output, std::span<iovec> pieces)
+{
+	size_t done = 0;
+	while (!pieces.empty()) {
+		const ssize_t written = writev(output, pieces.data(), static_cast<int>(std::min<size_t>(pieces.size(), IOV_MAX)));
+		if (written < 0 && errno == EINTR)
+			continue;
+		if (written < 0)
+			break;
+		done += static_cast<size_t>(written);
+		size_t taken = static_cast<size_t>(written);
+		for (; !pieces.empty() && taken >= pieces.front().iov_len; pieces = pieces.subspan(1))
+			taken -= pieces.front().iov_len;
+		if (taken)
+			pieces.front() = {static_cast<char *>(pieces.front().iov_base) + taken, pieces.front().iov_len - taken};
+	}
+	return done;
+}

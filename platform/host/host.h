@@ -36,7 +36,6 @@ struct sk_buff {
 	uint32_t mac_header;     // offset from head; all ones until it is marked
 	uint32_t network_header; // likewise
 	rtable *route;
-	bool owned; // head and the record came from platform_skb_alloc
 };
 
 struct rtable {

@@ -24,9 +24,22 @@ struct alignas(std::max_align_t) block_header {
 
 // A block of the packet path that this thread gave back: it comes back hot, and all 0. Freed with the thread's tally.
 __thread block_header *kept_block;
-// Likewise of a packet buffer.
-__thread uint8_t *kept_bytes;
-inline constexpr uint32_t kept_size = 4608; // a message to the CLI, and all but the longest frames
+// Likewise of packet buffers, whose bytes may be any: the one that came back last is taken first.
+struct kept_buffer {
+	kept_buffer *next;
+};
+__thread kept_buffer *kept_buffers;
+__thread unsigned kept_count;
+inline constexpr size_t kept_size = 4608; // a message to the CLI, and all but the longest frames
+inline constexpr unsigned most_kept = 256;
+
+kept_buffer *take_kept_buffer()
+{
+	kept_buffer *const buffer = kept_buffers;
+	kept_buffers = buffer->next;
+	--kept_count;
+	return buffer;
+}
 
 // A thread counts for itself: no shared line is written in the packet path.
 struct registered_tally : tally {
@@ -43,8 +56,8 @@ struct registered_tally : tally {
 		std::erase(tallies, this);
 		::operator delete(kept_block);
 		kept_block = nullptr;
-		std::free(kept_bytes);
-		kept_bytes = nullptr;
+		while (kept_buffers)
+			std::free(take_kept_buffer());
 	}
 };
 
@@ -85,23 +98,22 @@ tally &start_tally()
 	return own;
 }
 
-uint8_t *take_bytes(uint32_t size)
+void *take_buffer(size_t size)
 {
 	const bool may_keep = keep_blocks && size <= kept_size;
-	if (may_keep && kept_bytes) {
-		uint8_t *const bytes = kept_bytes;
-		kept_bytes = nullptr;
-		return bytes;
-	}
-	return static_cast<uint8_t *>(std::malloc(may_keep ? kept_size : size ? size : 1));
+	if (may_keep && kept_buffers)
+		return take_kept_buffer();
+	return std::malloc(may_keep ? kept_size : size);
 }
 
-void give_bytes(uint8_t *bytes, uint32_t size)
+void give_buffer(void *buffer, size_t size)
 {
-	if (keep_blocks && size <= kept_size && !kept_bytes)
-		kept_bytes = bytes;
-	else
-		std::free(bytes);
+	if (!keep_blocks || size > kept_size || kept_count == most_kept) {
+		std::free(buffer);
+		return;
+	}
+	kept_buffers = new (buffer) kept_buffer{kept_buffers};
+	++kept_count;
 }
 
 long live_allocations()

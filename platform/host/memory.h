@@ -3,7 +3,7 @@
 #pragma once
 
 #include <atomic>
-#include <cstdint>
+#include <cstddef>
 
 namespace host {
 
@@ -23,8 +23,8 @@ inline void add_to(std::atomic<long> &own, long change)
 	own.store(own.load(std::memory_order_relaxed) + change, std::memory_order_relaxed);
 }
 
-// Bytes of a packet buffer, not cleared; NULL when there are none.
-uint8_t *take_bytes(uint32_t size);
-void give_bytes(uint8_t *bytes, uint32_t size);
+// Memory of a packet buffer, not cleared; NULL when there is none.
+void *take_buffer(size_t size);
+void give_buffer(void *buffer, size_t size);
 
 } // namespace host

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <new>
 
 namespace host {
 
@@ -31,8 +32,7 @@ void free_skb(sk_buff *skb)
 	add_to(thread_tally().buffers, -1);
 	if (skb->route)
 		platform_route_release(skb->route);
-	give_bytes(skb->head, skb->size);
-	delete skb;
+	give_buffer(skb, sizeof *skb + skb->size);
 }
 
 } // namespace host
@@ -41,18 +41,15 @@ sk_buff *platform_skb_alloc(uint32_t size)
 {
 	if (host::fails(host::fault_point::skb_alloc))
 		return nullptr;
-	sk_buff *const skb = new (std::nothrow) sk_buff{};
-	if (!skb)
+	// The record stands in front of its bytes.
+	void *const buffer = host::take_buffer(sizeof(sk_buff) + size);
+	if (!buffer)
 		return nullptr;
-	skb->head = host::take_bytes(size);
-	if (!skb->head) {
-		delete skb;
-		return nullptr;
-	}
+	sk_buff *const skb = new (buffer) sk_buff{};
+	skb->head = reinterpret_cast<uint8_t *>(skb + 1);
 	skb->data = skb->head;
 	skb->size = size;
 	skb->mac_header = skb->network_header = UINT32_MAX;
-	skb->owned = true;
 	host::add_to(host::thread_tally().buffers, 1);
 	return skb;
 }
