@@ -57,10 +57,10 @@ uint32_t debug_pkt_to_str(const debug_pkt_desc *desc, uint32_t level, uint32_t e
 	if (!ctx)
 		return 0;
 	interface_name_room room;
-	const text::word egress = interface_name(desc->egress, room);
+	const text::name egress = interface_name(desc->egress, room);
 	const platform_packet packet = platform_skb_packet(desc->skb);
 	emit<"len %d, vlan %d, egress %s, ingress %s:\n">(ctx, static_cast<int32_t>(packet.len), desc->vlan, egress,
-							  platform_dev_name(packet.dev));
+							  device_name(packet.dev));
 	const wire::announced_packet bounds(packet.data, packet.present);
 	debug_pkt_parse(ctx, packet.data, packet.len, level, ethertype);
 

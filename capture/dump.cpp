@@ -43,17 +43,17 @@ struct local_time {
 	long microseconds;
 };
 
-text::word tag_of(uint32_t hook)
+text::name tag_of(uint32_t hook)
 {
 	switch (hook) {
 	case hook_asap:
-		return "ASAP";
+		return text::name_of<"ASAP">();
 	case hook_asfp:
-		return "ASFP";
+		return text::name_of<"ASFP">();
 	case hook_uol:
-		return "UOL";
+		return text::name_of<"UOL">();
 	default:
-		return "OTHER";
+		return text::name_of<"OTHER">();
 	}
 }
 
@@ -82,16 +82,16 @@ local_time to_local_time(const platform_time &moment)
 }
 
 // For hook 2 the device that the buffer came in by, when there still is one; else the buffer's own.
-const char *ingress_name(const debug_pkt_desc *desc, const platform_packet &packet, uint32_t hook)
+text::name ingress_name(const debug_pkt_desc *desc, const platform_packet &packet, uint32_t hook)
 {
 	if (hook == hook_asfp) {
 		net_device *const dev = platform_dev_get_by_index(platform_skb_iif(desc->skb));
 		if (dev) {
 			platform_dev_put(dev);
-			return platform_dev_name(dev);
+			return device_name(dev);
 		}
 	}
-	return platform_dev_name(packet.dev);
+	return device_name(packet.dev);
 }
 
 // What the lines of one call show on both sides, looked up once.
@@ -102,7 +102,7 @@ struct side_names {
 	{
 	}
 	interface_name_room room;
-	const text::word egress, ingress;
+	const text::name egress, ingress;
 };
 
 // The line that every checkpoint but the last has. For hook 2 it ends in a blank.

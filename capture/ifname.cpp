@@ -18,23 +18,23 @@ bool in_range(uint32_t code, uint32_t base, uint32_t last)
 	return code > base && code <= last;
 }
 
-text::word device_name(uint32_t ifindex)
+text::name name_of_index(uint32_t ifindex)
 {
 	net_device *const dev = platform_dev_get_by_index(static_cast<int32_t>(ifindex));
 	if (!dev)
-		return "unknown";
+		return text::name_of<"unknown">();
 	platform_dev_put(dev);
-	return platform_dev_name(dev);
+	return device_name(dev);
 }
 
-template <text::literal F> text::word numbered(interface_name_room &room, uint32_t number)
+template <text::literal F> text::name numbered(interface_name_room &room, uint32_t number)
 {
 	return {room, text::format<F>(room, sizeof room, static_cast<uint16_t>(number))};
 }
 
 } // namespace
 
-text::word other_interface_name(uint32_t code, interface_name_room &room)
+text::name other_interface_name(uint32_t code, interface_name_room &room)
 {
 	if (in_range(code, ipsecmap_base, last_ipsecmap))
 		return numbered<"ipsecmap %d">(room, code - ipsecmap_base);
@@ -43,10 +43,10 @@ text::word other_interface_name(uint32_t code, interface_name_room &room)
 	if (in_range(code, pbr_nh_base, last_pbr_nh))
 		return numbered<"pbr-nh %d">(room, code - pbr_nh_base);
 	if (in_range(code, last_pbr_nh, last_cluster))
-		return "cluster";
+		return text::name_of<"cluster">();
 	if (code <= device_base)
 		return numbered<"vlan %d">(room, code);
-	return device_name(code - device_base);
+	return name_of_index(code - device_base);
 }
 
 void debug_pkt_ifname(uint32_t code, char *out)

@@ -86,7 +86,7 @@ void platform_calendar_fields(int64_t seconds, struct platform_calendar *fields)
 struct net_device *platform_dev_get_by_name(const char *name);
 struct net_device *platform_dev_get_by_index(int32_t ifindex);
 void platform_dev_put(struct net_device *dev);
-/* NUL-terminated, at most 15 characters; valid as long as the device. */
+/* NUL-terminated, at most 15 characters, in 16 bytes; valid as long as the device. */
 const char *platform_dev_name(const struct net_device *dev);
 int32_t platform_dev_ifindex(const struct net_device *dev);
 

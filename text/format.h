@@ -8,8 +8,8 @@
 //
 // Conversions: %d %u %x with optional zero padding (%02x), %ld, %s, %pI6 (eight full groups), %pI6c (compressed).
 // Arguments: 8, 16 and 32-bit integers as wide as the field (the type bounds the line's length), text::octets<N> (N packet
-// bytes that feed N integer conversions), text::word, text::choice, text::when or a NUL-terminated string for %s, text::ip6 for
-// %pI6 and %pI6c.
+// bytes that feed N integer conversions), text::word, text::name, text::choice, text::when or a NUL-terminated string for %s,
+// text::ip6 for %pI6 and %pI6c.
 #pragma once
 
 #include <stddef.h>
@@ -26,6 +26,16 @@ struct word {
 	constexpr word(const char *start, uint32_t count) : chars(start), length(count) {}
 	constexpr word(const char *terminated) : chars(terminated), length(static_cast<uint32_t>(__builtin_strlen(terminated))) {}
 };
+
+// At most name_size characters, at the start of as many bytes: written by one copy of them all.
+struct name {
+	const char *chars;
+	uint32_t length;
+
+	constexpr name(const char *start, uint32_t count) : chars(start), length(count) {}
+	explicit constexpr name(const char *terminated) : name(terminated, static_cast<uint32_t>(__builtin_strlen(terminated))) {}
+};
+inline constexpr uint32_t name_size = 16;
 
 // N bytes in packet order, one integer conversion each: the four of an IPv4 address, the six of a MAC address.
 template <unsigned N> struct octets {
@@ -45,6 +55,7 @@ inline constexpr uint32_t longest_ip6_compressed = sizeof "ffff:ffff:ffff:ffff:2
 
 // What the unrolled writer may store behind a line's end, inside the room.
 inline constexpr uint32_t slack = 16;
+static_assert(name_size <= slack);
 
 enum class kind : uint8_t { chars, signed_decimal, unsigned_decimal, hexadecimal, string, ip6_full, ip6_compressed };
 
@@ -67,6 +78,13 @@ template <size_t N> struct literal {
 	}
 	static constexpr size_t length = N - 1;
 };
+
+// A name that is known beforehand.
+template <literal F> consteval name name_of()
+{
+	static_assert(F.length <= name_size);
+	return {F.chars, static_cast<uint32_t>(F.length)};
+}
 
 namespace detail {
 
@@ -237,6 +255,7 @@ template <literal F> inline constexpr auto table_of = trim<pieces_of<F>.count>(p
 
 template <class T, class U> inline constexpr bool same = false;
 template <class T> inline constexpr bool same<T, T> = true;
+template <class T> inline constexpr bool is_word = same<T, word> || same<T, name>;
 template <class T> inline constexpr bool is_octets = false;
 template <unsigned N> inline constexpr bool is_octets<octets<N>> = true;
 template <class T> inline constexpr bool is_choice = false;
@@ -257,7 +276,7 @@ struct argument_type {
 
 template <class T> consteval argument_type describe()
 {
-	if constexpr (same<T, word> || is_choice<T>)
+	if constexpr (is_word<T> || is_choice<T>)
 		return {shape::string, 0, false, false, 1};
 	else if constexpr (same<T, ip6>)
 		return {shape::ip6, 0, false, false, 1};
@@ -416,6 +435,9 @@ template <piece P, class T> [[gnu::always_inline]] inline char *put_one(char *p,
 {
 	if constexpr (is_choice<T>) {
 		return put_choice(p, argument);
+	} else if constexpr (same<T, name>) {
+		put_chars<name_size>(p, argument.chars);
+		return p + argument.length;
 	} else if constexpr (P.what == kind::string) {
 		return put_word(p, argument);
 	} else if constexpr (P.what == kind::ip6_full) {
@@ -456,7 +478,7 @@ template <literal F, uint32_t I, class First, class... Rest>
 
 template <class T> [[gnu::always_inline]] inline value *pack(value *next, T argument)
 {
-	if constexpr (same<T, word>) {
+	if constexpr (is_word<T>) {
 		*next++ = {argument.chars, argument.length};
 	} else if constexpr (is_choice<T>) {
 		*next++ = {argument.chars(), argument.length()};
@@ -482,7 +504,7 @@ template <literal F, class... A> [[gnu::cold, gnu::noinline]] uint32_t render_li
 
 template <class T> [[gnu::always_inline]] inline uint32_t characters(T argument)
 {
-	if constexpr (same<T, word>)
+	if constexpr (is_word<T>)
 		return argument.length;
 	else if constexpr (is_choice<T>)
 		return argument.longest;

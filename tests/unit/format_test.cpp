@@ -288,6 +288,22 @@ TEST(format_test, string_arguments)
 	EXPECT_STREQ(line, " ip");
 }
 
+// 16 bytes are read, come what may, and not more.
+TEST(format_test, names_of_every_length)
+{
+	for (uint32_t length = 0; length <= text::name_size; ++length) {
+		const std::vector<char> chars(text::name_size, static_cast<char>('a' + length));
+		const text::name name(chars.data(), length);
+		const std::string expected(chars.data(), length);
+		EXPECT_TRUE((all_rooms_are_right<"%s">(expected, name)));
+		EXPECT_TRUE((all_rooms_are_right<"[%s](%d) %s">("[" + expected + "](-7) " + expected, name, int32_t(-7), name)));
+	}
+	constexpr text::name longest = text::name_of<"0123456789abcdef">(), none = text::name_of<"">();
+	EXPECT_TRUE((all_rooms_are_right<"%s, %s\n">("0123456789abcdef, \n", longest, none)));
+	char terminated[text::name_size] = "eth0";
+	EXPECT_TRUE((all_rooms_are_right<"%s">("eth0", text::name(terminated))));
+}
+
 // The longer run may be the one that is not shown, and longer than the room behind the line.
 TEST(format_test, one_of_two_runs)
 {
@@ -547,6 +563,7 @@ TEST(format_test, longest_line_is_a_bound)
 	EXPECT_EQ((text::longest_line<"%pI6", text::ip6>), 39u);
 	EXPECT_EQ((text::longest_line<"%pI6c", text::ip6>), std::string("ffff:ffff:ffff:ffff:200:5efe:255.255.255.255").size());
 	EXPECT_EQ((text::longest_line<"<%s>", text::word>), 2u);
+	EXPECT_EQ((text::longest_line<"<%s>", text::name>), 2u);
 }
 
 // Three of the longest addresses in one line.
