@@ -45,6 +45,9 @@ outcome parse(const call &how, const uint8_t *data, uint32_t len, uint32_t start
 	fuzz::require(ctx->buf[4095] == guard, "nothing is written at buf[4095]");
 	fuzz::require(std::count(ctx->buf, ctx->buf + std::min(start_len, 4095u), filler) == std::min(start_len, 4095u),
 		      "text that is there stays as it is");
+	const char *const behind = ctx->buf + std::min(ctx->len + text::slack, 4095u);
+	fuzz::require(std::all_of(behind, static_cast<const char *>(ctx->buf) + 4095, [=](char c) { return c == filler; }),
+		      "behind the text only the slack is written");
 	return {consumed, ctx->proto, ctx->match, ctx->type, ctx->len, std::string(ctx->buf + start_len, ctx->len - start_len)};
 }
 

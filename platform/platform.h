@@ -34,7 +34,7 @@ void platform_stop(void);
 
 /* --- Memory --- */
 
-/* Never sleeps; packet path. All bytes 0, aligned for any type; NULL when there is none. */
+/* Never sleeps; packet path. All bytes 0, aligned for any type; NULL when there is none. Every call asks for the same size. */
 void *platform_alloc_atomic(size_t size);
 /* Gives such memory back; only its first used bytes may have been written, so that no more need be cleared for its next user. */
 void platform_free_atomic(void *memory, size_t used);

@@ -54,7 +54,7 @@ inline constexpr uint32_t longest_ip6 = sizeof "ffff:ffff:ffff:ffff:ffff:ffff:ff
 inline constexpr uint32_t longest_ip6_compressed = sizeof "ffff:ffff:ffff:ffff:200:5efe:255.255.255.255" - 1;
 
 // What the unrolled writer may store behind a line's end, inside the room.
-inline constexpr uint32_t slack = 16;
+inline constexpr uint32_t slack = 24;
 static_assert(name_size <= slack);
 
 enum class kind : uint8_t { chars, signed_decimal, unsigned_decimal, hexadecimal, string, ip6_full, ip6_compressed };
@@ -369,6 +369,7 @@ template <uint32_t N> [[gnu::always_inline]] inline char *put_chars(char *p, con
 template <literal Yes, literal No> [[gnu::always_inline]] inline char *put_choice(char *p, choice<Yes, No> argument)
 {
 	// More than its length is stored, also where that is 0: the next characters go over it.
+	static_assert((argument.longest + step - 1) / step * step <= slack);
 	put_chars<argument.longest>(p, argument.chars());
 	return p + argument.length();
 }

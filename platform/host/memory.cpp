@@ -3,7 +3,6 @@
 
 #include "platform/host/host.h"
 
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -17,13 +16,8 @@ std::mutex tallies_lock;
 std::vector<const tally *> tallies;
 long allocations_of_ended_threads, buffers_of_ended_threads;
 
-// In front of every block; the block behind it is aligned for any type.
-struct alignas(std::max_align_t) block_header {
-	size_t size;
-};
-
 // A block of the packet path that this thread gave back: it comes back hot, and all 0. Freed with the thread's tally.
-__thread block_header *kept_block;
+__thread void *kept_block;
 // Likewise of packet buffers, whose bytes may be any: the one that came back last is taken first.
 struct kept_buffer {
 	kept_buffer *next;
@@ -54,7 +48,7 @@ struct registered_tally : tally {
 		allocations_of_ended_threads += allocations;
 		buffers_of_ended_threads += buffers;
 		std::erase(tallies, this);
-		::operator delete(kept_block);
+		std::free(kept_block);
 		kept_block = nullptr;
 		while (kept_buffers)
 			std::free(take_kept_buffer());
@@ -72,20 +66,6 @@ inline constexpr bool keep_blocks = true;
 #else
 inline constexpr bool keep_blocks = true;
 #endif
-
-void *new_block(size_t size)
-{
-	block_header *const block = static_cast<block_header *>(::operator new(sizeof(block_header) + size, std::nothrow));
-	if (!block)
-		return nullptr;
-	block->size = size;
-	return block + 1;
-}
-
-void delete_block(void *memory)
-{
-	::operator delete(static_cast<block_header *>(memory) - 1);
-}
 
 } // namespace
 
@@ -139,11 +119,9 @@ long live_buffers()
 // When the kept block is of no use.
 [[gnu::noinline]] static void *alloc_new(size_t size)
 {
-	void *const memory = host::new_block(size);
-	if (!memory)
-		return nullptr;
-	std::memset(memory, 0, size);
-	host::add_to(host::thread_tally().allocations, 1);
+	void *const memory = std::calloc(1, size);
+	if (memory)
+		host::add_to(host::thread_tally().allocations, 1);
 	return memory;
 }
 
@@ -151,28 +129,28 @@ void *platform_alloc_atomic(size_t size)
 {
 	if (host::fails(host::fault_point::alloc_atomic))
 		return nullptr;
-	host::block_header *const kept = host::kept_block;
-	if (!kept || kept->size != size)
+	void *const kept = host::kept_block;
+	if (!kept)
 		return alloc_new(size);
 	host::kept_block = nullptr;
 	host::add_to(host::own_tally->allocations, 1); // the thread has counted what it keeps
-	return kept + 1;
+	return kept;
 }
 
 void platform_free_atomic(void *memory, size_t used)
 {
 	host::add_to(host::thread_tally().allocations, -1);
 	if (!host::keep_blocks || host::kept_block) {
-		host::delete_block(memory);
+		std::free(memory);
 		return;
 	}
 	std::memset(memory, 0, used);
-	host::kept_block = static_cast<host::block_header *>(memory) - 1;
+	host::kept_block = memory;
 }
 
 void *platform_alloc(size_t size)
 {
-	void *const memory = host::fails(host::fault_point::alloc) ? nullptr : host::new_block(size);
+	void *const memory = host::fails(host::fault_point::alloc) ? nullptr : std::malloc(size);
 	if (memory)
 		host::add_to(host::thread_tally().allocations, 1);
 	return memory;
@@ -183,5 +161,5 @@ void platform_free(void *memory)
 	if (!memory)
 		return;
 	host::add_to(host::thread_tally().allocations, -1);
-	host::delete_block(memory);
+	std::free(memory);
 }

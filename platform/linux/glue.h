@@ -7,6 +7,9 @@
 int glue_start_packet(void);
 void glue_stop_packet(void);
 
+/* The memory that the CPUs keep for their next packets. */
+void glue_stop_memory(void);
+
 /* The counters under debugfs. */
 void glue_start_stats(void);
 void glue_stop_stats(void);

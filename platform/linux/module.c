@@ -21,6 +21,7 @@ void platform_stop(void)
 {
 	glue_stop_stats();
 	glue_stop_packet();
+	glue_stop_memory();
 }
 
 /* The kernel calls these two by their address. Where it seals what is never called so, the address must be seen to be taken. */

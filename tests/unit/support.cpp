@@ -5,6 +5,7 @@
 #include "capture/percpu.h"
 #include "output/mirror.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace test {
@@ -83,6 +84,9 @@ result decode(const decoder &decode, const bytes &content, uint32_t start_len, u
 	EXPECT_LE(ctx->len, 4095u);
 	EXPECT_GE(ctx->len, start_len);
 	EXPECT_EQ(ctx->buf[4095], guard) << "the last byte of the text area was written";
+	const char *const behind = ctx->buf + std::min(ctx->len + text::slack, 4095u);
+	EXPECT_EQ(std::count(behind, const_cast<const char *>(ctx->buf) + 4095, 0), ctx->buf + 4095 - behind)
+		<< "bytes behind the text that nobody clears";
 	return {consumed, std::string(ctx->buf + start_len, ctx->len - start_len), ctx->match, ctx->type, ctx->proto, ctx->len};
 }
 
