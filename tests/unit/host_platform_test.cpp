@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only
 #include "tests/unit/support.h"
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 #include <thread>
@@ -367,6 +368,32 @@ TEST_F(host_platform_test, the_room_of_a_buffer_must_be_there)
 	ASSERT_NE(empty, nullptr);
 	EXPECT_DEATH(platform_skb_put(empty, 1), "");
 	host::free_skb(empty);
+}
+
+// More than a thread keeps, of a size that it keeps and of one that it does not; those that come again are as new.
+TEST_F(host_platform_test, many_buffers_at_once)
+{
+	for (int round = 0; round < 2; ++round) {
+		std::vector<sk_buff *> buffers;
+		for (uint32_t i = 0; i < 600; ++i) {
+			const uint32_t size = i % 2 ? 4097 : 9000;
+			sk_buff *const skb = platform_skb_alloc(size);
+			ASSERT_NE(skb, nullptr);
+			EXPECT_EQ(skb->len, 0u);
+			EXPECT_EQ(skb->dev, nullptr);
+			EXPECT_EQ(skb->route, nullptr);
+			EXPECT_EQ(reinterpret_cast<uintptr_t>(skb->head) % alignof(sk_buff), 0u);
+			std::memset(platform_skb_put(skb, size), static_cast<int>(i), size);
+			buffers.push_back(skb);
+		}
+		EXPECT_EQ(host::live_buffers(), 600);
+		for (uint32_t i = 0; i < buffers.size(); ++i) {
+			const uint8_t *const data = platform_skb_data(buffers[i]);
+			EXPECT_EQ(std::count(data, data + buffers[i]->len, static_cast<uint8_t>(i)), buffers[i]->len);
+			host::free_skb(buffers[i]);
+		}
+		EXPECT_EQ(host::live_buffers(), 0);
+	}
 }
 
 TEST_F(host_platform_test, buffers_can_fail)
