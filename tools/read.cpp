@@ -124,6 +124,7 @@ struct replay {
 	size_t next_sequence = 0;
 	ordered_output output;
 	const captured_packet *current = nullptr; // what one thread alone renders
+	text_block texts;                         // and what it has rendered
 	mirror_file mirror;
 	text_views views;
 	std::mutex counters_lock;
@@ -207,23 +208,22 @@ void keep_counters(replay &run)
 void render_alone(replay &run)
 {
 	constexpr size_t enough = 16; // messages: they stay in the second-level cache
-	text_block texts;
-	current_texts = &texts;
+	current_texts = &run.texts;
 	host::set_receiver(keep_message, nullptr);
-	const auto show = [&] {
-		const bool shown = texts.show(run.output.text);
-		texts.clear();
+	const auto show = [&run] {
+		const bool shown = run.texts.show(run.output.text);
+		run.texts.clear();
 		return shown;
 	};
-	const auto show_pending = [&] {
+	const auto show_pending = [show] {
 		deliver_pending();
 		show();
 	};
 	run.source.set_pastime(show_pending);
-	run.source.read([&](const captured_packet &packet, int32_t number) {
+	run.source.read([&run, show](const captured_packet &packet, int32_t number) {
 		run.current = &packet;
 		render(run, packet, number, packet.data);
-		return (texts.size() < enough || show()) && run.mirror.error().empty();
+		return (run.texts.size() < enough || show()) && run.mirror.error().empty();
 	});
 	show_pending();
 	keep_counters(run);
