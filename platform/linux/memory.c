@@ -31,7 +31,7 @@ void platform_free_atomic(void *memory, size_t used)
 {
 	if (!IS_ENABLED(CONFIG_KASAN)) {
 		memset(memory, 0, used);
-		memory = this_cpu_xchg(kept_block, memory); /* of an interruption's */
+		memory = this_cpu_xchg(kept_block, memory); /* what an interruption gave back meanwhile, if it did */
 	}
 	kfree(memory);
 }
