@@ -525,7 +525,9 @@ std::string settings_line(const filter_settings &settings)
 
 std::string command_line(const filter_settings &settings)
 {
-	if ((settings.match & ~known_criteria) || settings.limit < 0)
+	filter_settings same;
+	const bool is_device = !(settings.match & match_dev) || read_dev(settings.dev, same).empty();
+	if (!is_device || settings.limit < 0 || !impossible(settings).empty())
 		return "";
 	std::string line = "debug-pkt set";
 	const auto option = [&line](bool given, const char *name, const auto &value) {
@@ -598,8 +600,8 @@ std::vector<std::string> impossible(const filter_settings &settings)
 
 std::vector<std::string> surprises(const filter_settings &settings)
 {
-	constexpr uint32_t with_ports =
-		type_tcp | type_udp | type_dhcp | type_dhcpv6 | type_dns | type_radius | type_http | type_https | type_vxlan;
+	constexpr uint32_t with_ports = type_pppoe | type_tcp | type_udp | type_dhcp | type_dhcpv6 | type_dns | type_radius |
+					type_http | type_https | type_vxlan;
 	constexpr uint32_t over_ipv4 = type_icmp | type_igmp | type_dhcp | type_arp;
 	constexpr uint32_t over_ipv6 = type_icmpv6 | type_dhcpv6 | type_nbr | type_rtr | type_mld;
 	const uint32_t match = settings.match;
@@ -640,19 +642,18 @@ std::vector<std::string> surprises(const filter_settings &settings)
 		if ((match & match_port) && !(settings.type & with_ports))
 			notes.push_back("only TCP and UDP have ports: with these types only tunnels and quoted headers can match");
 		if ((match & match_ip) && !(settings.type & ~over_ipv6))
-			notes.push_back("the types travel over IPv6: with an IPv4 address only tunnels can match");
+			notes.push_back("the types travel over IPv6: with an IPv4 address hardly anything but tunnels can match");
 		if ((match & match_ipv6) && !(settings.type & ~over_ipv4))
-			notes.push_back("the types travel over IPv4: with an IPv6 address only tunnels can match");
+			notes.push_back("the types travel over IPv4: with an IPv6 address hardly anything but tunnels can match");
 	}
-	// A frame with ARP in it has no other type, whatever it is carried in.
+	// ARP takes away the types of what carries it.
 	if ((match & match_proto) && settings.proto == 0x806 && settings.type && !(settings.type & type_arp))
-		notes.push_back(
-			"packets with ARP have the type arp alone: with these types only a GRE header that names it can match");
+		notes.push_back("ARP packets have the type arp: with these types hardly anything but tunnels and PPP can match");
 	if ((match & match_proto) && settings.type && settings.type != all_types) {
 		if (settings.proto == 0x86dd && !(settings.type & ~over_ipv4))
-			notes.push_back("the types travel over IPv4: with the protocol ipv6 only tunnels can match");
+			notes.push_back("the types travel over IPv4: with the protocol ipv6 hardly anything but tunnels can match");
 		if (settings.proto == 0x800 && !(settings.type & ~over_ipv6))
-			notes.push_back("the types travel over IPv6: with the protocol ipv4 only tunnels can match");
+			notes.push_back("the types travel over IPv6: with the protocol ipv4 hardly anything but tunnels can match");
 	}
 	if ((match & match_ip) && (match & match_ipv6))
 		notes.push_back("every criterion must hit: only tunnels and DNS answers have an IPv4 and an IPv6 address");
