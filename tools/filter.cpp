@@ -656,7 +656,8 @@ std::vector<std::string> surprises(const filter_settings &settings)
 			notes.push_back("the types travel over IPv6: with the protocol ipv4 hardly anything but tunnels can match");
 	}
 	if ((match & match_ip) && (match & match_ipv6))
-		notes.push_back("every criterion must hit: only tunnels and DNS answers have an IPv4 and an IPv6 address");
+		notes.push_back(
+			"every criterion must hit: hardly anything but tunnels and DNS answers has an IPv4 and an IPv6 address");
 	if (settings.limit < 0)
 		notes.push_back("a negative limit is never reached");
 	return notes;
