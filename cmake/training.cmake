@@ -4,8 +4,10 @@
 # again; objects that are up to date keep what they were built with.
 set(training ${CMAKE_BINARY_DIR}/training)
 if(DEBUG_PKT_TRAINING)
-  set(for_whole_program -fprofile-generate=${CMAKE_BINARY_DIR}/counts -fprofile-prefix-path=${CMAKE_BINARY_DIR})
+  set(by_counts -O2 -fprofile-generate=${CMAKE_BINARY_DIR}/counts -fprofile-prefix-path=${CMAKE_BINARY_DIR})
+  set(for_whole_program "")
   set(as_whole_program -fprofile-generate)
+  set(CMAKE_CXX_FLAGS_RELEASE -O0) # of what is not counted
   return()
 endif()
 
@@ -19,5 +21,5 @@ add_custom_command(OUTPUT ${training}/counted
   DEPENDS ${trained_sources} ${CMAKE_CURRENT_LIST_DIR}/train
   COMMENT "Building and running what counts where the tool goes" VERBATIM)
 add_custom_target(training DEPENDS ${training}/counted)
-list(APPEND for_whole_program -fprofile-use=${training}/counts -fprofile-prefix-path=${CMAKE_BINARY_DIR}
-  -fprofile-partial-training -Wno-missing-profile)
+set(by_counts -fprofile-use=${training}/counts -fprofile-prefix-path=${CMAKE_BINARY_DIR} -fprofile-partial-training
+  -Wno-missing-profile)
