@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: GPL-2.0-only
-# What is linked as one program is compiled twice: a training build counts where the tool goes while it renders the samples, and the
-# compiler lays the code out by the counts. Code that no sample reaches is compiled as ever. When a source changes, all are counted
-# again; objects that are up to date keep what they were built with.
+# The core, the host platform and the commands are compiled twice: a training build counts where the tool goes while it renders the
+# samples, and the compiler lays the code out by the counts. Code that no sample reaches is compiled as ever. When a source changes,
+# all are counted again; objects that are up to date keep what they were built with.
 set(training ${CMAKE_BINARY_DIR}/training)
 if(DEBUG_PKT_TRAINING)
   set(by_counts -O2 -fprofile-generate=${CMAKE_BINARY_DIR}/counts -fprofile-prefix-path=${CMAKE_BINARY_DIR})
