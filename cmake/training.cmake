@@ -13,10 +13,14 @@ endif()
 
 file(GLOB_RECURSE trained_sources CONFIGURE_DEPENDS LIST_DIRECTORIES false
   capture/* config/* decode/* include/* output/* platform/platform.h platform/host/* text/* tools/* samples/*.pcap)
+# The same compiler, and the libraries from where they are found here.
+foreach(setting DEBUG_PKT_STATIC CMAKE_CXX_COMPILER CMAKE_CXX_FLAGS CMAKE_PREFIX_PATH CMAKE_TOOLCHAIN_FILE)
+  string(REPLACE ";" "$<SEMICOLON>" value "${${setting}}")
+  list(APPEND as_here -D${setting}=${value})
+endforeach()
 add_custom_command(OUTPUT ${training}/counted
   COMMAND ${CMAKE_CURRENT_LIST_DIR}/train ${training} ${CMAKE_COMMAND} -G ${CMAKE_GENERATOR} --compile-no-warning-as-error
-          -DDEBUG_PKT_TRAINING=ON -DDEBUG_PKT_STATIC=${DEBUG_PKT_STATIC}
-          -DCMAKE_CXX_COMPILER=${CMAKE_CXX_COMPILER} -DCMAKE_CXX_FLAGS=${CMAKE_CXX_FLAGS}
+          -DDEBUG_PKT_TRAINING=ON ${as_here}
   COMMAND ${CMAKE_COMMAND} -E touch ${training}/counted
   DEPENDS ${trained_sources} ${CMAKE_CURRENT_LIST_DIR}/train
   COMMENT "Building and running what counts where the tool goes" VERBATIM)
