@@ -69,29 +69,34 @@ void deliver_pending()
 }
 
 // A packet that is no Ethernet frame comes as from a layer-3 datapath, whose port is the egress.
-void hand_over(sk_buff &skb, const captured_packet &packet, int32_t number, bool follow_ups, bool each_alone)
+void datapath::take(net_device *port, const captured_packet &packet, int32_t number)
 {
-	const auto deliver = [&] {
-		if (each_alone)
-			deliver_pending();
-	};
 	host::set_clock(packet.seconds, packet.nanoseconds);
-	debug_pkt_desc layer3 = {};
+	skb.dev = port;
+	skb.skb_iif = port->ifindex;
+	skb.data = const_cast<uint8_t *>(packet.data);
+	skb.len = packet.len;
 	if (packet.level == 0) {
 		uol_debug_pkt_dump(&skb, "frame", number);
 	} else {
 		layer3.data = skb.data;
 		layer3.skb = &skb;
-		layer3.egress = interface_code(skb.dev);
+		layer3.egress = interface_code(port);
 		debug_pkt_dump(&layer3, "frame", number, " uol entry", packet.level, packet.ethertype, hook_uol);
 	}
-	deliver();
-	if (!follow_ups)
-		return;
-	debug_pkt_dump(nullptr, "frame", number, " forward", packet.level, packet.ethertype, hook_uol);
-	deliver();
-	debug_pkt_dump(nullptr, "frame", number, "T+ done", packet.level, packet.ethertype, hook_uol);
-	deliver();
+	if (alone)
+		deliver_pending();
+	if (follow_ups) {
+		follow(packet, number, " forward");
+		follow(packet, number, "T+ done");
+	}
+}
+
+void datapath::follow(const captured_packet &packet, int32_t number, const char *label)
+{
+	debug_pkt_dump(nullptr, "frame", number, label, packet.level, packet.ethertype, hook_uol);
+	if (alone)
+		deliver_pending();
 }
 
 std::string_view message_text(const uint8_t *message, size_t length)

@@ -21,9 +21,22 @@ struct capture_options {
 // settings could not be written. Where texts and datagrams go: host::set_receiver and host::set_output.
 net_device *start_appliance(const capture_options &options, const std::string &port, int32_t ifindex, uint32_t mirror_source);
 
-// number stands where a datapath gives its source line. The calling thread's clock is set to the packet's time.
-// each_alone: the text of every call is delivered as soon as it is there.
-void hand_over(sk_buff &skb, const captured_packet &packet, int32_t number, bool follow_ups, bool each_alone = false);
+// What one CPU's packets go through.
+class datapath {
+public:
+	// each_alone: the text of every call is delivered as soon as it is there.
+	explicit datapath(bool with_follow_ups, bool each_alone = false) : follow_ups(with_follow_ups), alone(each_alone) {}
+	// Hands over what came in at the port. number stands where a datapath gives its source line. The calling thread's clock is
+	// set to the packet's time.
+	void take(net_device *port, const captured_packet &packet, int32_t number);
+
+private:
+	void follow(const captured_packet &packet, int32_t number, const char *label);
+
+	const bool follow_ups, alone;
+	sk_buff skb = {};
+	debug_pkt_desc layer3 = {};
+};
 
 // Delivers what this CPU has gathered. Where that is nothing no message goes out: an empty one would be taken for a text.
 void deliver_pending();

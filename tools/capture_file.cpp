@@ -119,12 +119,12 @@ captured_packet packet_of(int link_type, const pcap_pkthdr &header, const uint8_
 {
 	captured_packet packet = {.data = data,
 				  .len = header.caplen,
+				  .wire_len = header.len,
 				  .seconds = header.ts.tv_sec,
 				  .nanoseconds = header.ts.tv_usec,
 				  .level = link_type != DLT_EN10MB,
 				  .ethertype = ethertype_none,
 				  .header_len = 0,
-				  .wire_len = header.len,
 				  .link_type = link_type};
 	if (packet.nanoseconds < 0 || packet.nanoseconds >= nanoseconds_per_second)
 		carry_seconds(packet);

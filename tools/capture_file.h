@@ -13,13 +13,13 @@ struct pcap_pkthdr;
 
 struct captured_packet {
 	const uint8_t *data;
-	uint32_t len; // captured bytes
+	uint32_t len;      // captured bytes
+	uint32_t wire_len; // with the header that the capture added
 	int64_t seconds;
 	long nanoseconds; // 0 to 999,999,999
 	// As debug_pkt_dump takes them: 0 and 0, an Ethernet frame; 1 and the ethertype whose payload data is.
 	uint32_t level, ethertype;
-	uint32_t header_len; // bytes before data, of the header that the capture added
-	uint32_t wire_len;   // with that header
+	uint32_t header_len; // bytes before data, of that header
 	int link_type;
 };
 

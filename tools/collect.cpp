@@ -40,13 +40,18 @@ struct sender {
 };
 
 struct session {
-	session(const collect_options &wanted, int stop) : options(wanted), text(stop), views(wanted.views, text, stop)
+	session(const collect_options &wanted, int stop)
+	    : options(wanted),
+	      forwarding(wanted.follow_ups, !wanted.output.empty() || wanted.views.wanted()),
+	      text(stop),
+	      views(wanted.views, text, stop)
 	{
 		if (!wanted.output.empty())
 			file = std::make_unique<rotating_pcapng>(wanted.output, wanted.limits, stop);
 	}
 
 	const collect_options &options;
+	datapath forwarding;
 	gre_socket sockets[2];
 	std::deque<sender> senders; // the first stands for all that are too many
 	std::map<std::string, sender *, std::less<>> by_address;
@@ -136,22 +141,17 @@ void follow_sequence(sender &from, const gre_datagram &datagram)
 // Whether the settings let it pass.
 bool render(session &run, const sender &from, const received_datagram &outer, std::string_view frame)
 {
-	sk_buff skb = {};
-	skb.dev = from.port;
-	skb.skb_iif = from.port->ifindex;
-	skb.data = reinterpret_cast<uint8_t *>(const_cast<char *>(frame.data()));
-	skb.len = static_cast<uint32_t>(frame.size());
 	captured_packet packet = {};
-	packet.data = skb.data;
-	packet.len = skb.len;
-	packet.wire_len = skb.len;
+	packet.data = reinterpret_cast<const uint8_t *>(frame.data());
+	packet.len = static_cast<uint32_t>(frame.size());
+	packet.wire_len = packet.len;
 	packet.link_type = DLT_EN10MB;
 	packet.seconds = outer.seconds;
 	packet.nanoseconds = outer.nanoseconds;
 	run.comment.clear();
 	run.views.begin_frame(frame_of(packet, from.name));
 	const uint64_t before = this_cpu(debug_pkt_stats).matched;
-	hand_over(skb, packet, ++run.frames, run.options.follow_ups, run.file || run.options.views.wanted());
+	run.forwarding.take(from.port, packet, ++run.frames);
 	run.views.end_frame();
 	return this_cpu(debug_pkt_stats).matched != before;
 }

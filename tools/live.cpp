@@ -28,10 +28,14 @@ inline constexpr uint32_t ipv4_header_length = 20;
 using capture_handle = std::unique_ptr<pcap_t, void (*)(pcap_t *)>;
 
 struct session {
-	session(const live_options &wanted, int stop) : options(wanted), text(stop), views(wanted.views, text, stop) {}
+	session(const live_options &wanted, int stop)
+	    : options(wanted), forwarding(wanted.follow_ups, wanted.views.wanted()), text(stop), views(wanted.views, text, stop)
+	{
+	}
 
 	const live_options &options;
 	net_device *device = nullptr;
+	datapath forwarding;
 	capture_handle handle{nullptr, pcap_close};
 	int link_type = 0;
 	bool counts_nanoseconds = false;
@@ -181,13 +185,8 @@ void take_packet(u_char *context, const pcap_pkthdr *header, const u_char *data)
 	if (!run.counts_nanoseconds)
 		in_nanoseconds.ts.tv_usec *= 1000;
 	const captured_packet packet = packet_of(run.link_type, in_nanoseconds, data);
-	sk_buff skb = {};
-	skb.dev = run.device;
-	skb.skb_iif = run.device->ifindex;
-	skb.data = const_cast<uint8_t *>(packet.data);
-	skb.len = packet.len;
 	run.views.begin_frame(frame_of(packet, run.options.interface));
-	hand_over(skb, packet, static_cast<int32_t>(++run.packets), run.options.follow_ups, run.options.views.wanted());
+	run.forwarding.take(run.device, packet, static_cast<int32_t>(++run.packets));
 	run.views.end_frame();
 }
 

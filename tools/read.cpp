@@ -123,8 +123,7 @@ struct replay {
 	frame_source source;
 	size_t next_sequence = 0;
 	ordered_output output;
-	const captured_packet *current = nullptr; // what one thread alone renders
-	text_block texts;                         // and what it has rendered
+	text_block texts; // of one thread alone
 	mirror_file mirror;
 	text_views views;
 	std::mutex counters_lock;
@@ -152,8 +151,9 @@ int view_message(void *context, sk_buff *message)
 int keep_datagram(void *context, sk_buff *datagram)
 {
 	replay &run = *static_cast<replay *>(context);
+	const platform_time moment = platform_clock(); // the packet's
 	if (run.mirror.is_open())
-		run.mirror.write(datagram->data, datagram->len, run.current->seconds, run.current->nanoseconds);
+		run.mirror.write(datagram->data, datagram->len, moment.seconds, moment.nanoseconds);
 	host::free_skb(datagram);
 	return 0;
 }
@@ -181,21 +181,17 @@ void explain_settings(const read_options &options)
 		message("{} stays empty: the settings have no mirror address", options.mirror_out);
 }
 
-// data: where the frame's bytes are now.
-void render(const replay &run, const captured_packet &packet, int32_t number, const uint8_t *data)
+void render(const replay &run, datapath &forwarding, const captured_packet &packet, int32_t number)
 {
-	sk_buff skb = {};
-	skb.dev = run.device;
-	skb.skb_iif = run.device->ifindex;
-	skb.data = const_cast<uint8_t *>(data);
-	skb.len = packet.len;
-	std::vector<uint8_t> alone;
 	if (watches_frames) {
 		// Alone in its block, so that a read behind it is seen.
-		alone.assign(data, data + skb.len);
-		skb.data = alone.data();
+		const std::vector<uint8_t> block(packet.data, packet.data + packet.len);
+		captured_packet alone = packet;
+		alone.data = block.data();
+		forwarding.take(run.device, alone, number);
+	} else {
+		forwarding.take(run.device, packet, number);
 	}
-	hand_over(skb, packet, number, run.options.follow_ups, run.options.views.wanted());
 }
 
 void keep_counters(replay &run)
@@ -220,9 +216,9 @@ void render_alone(replay &run)
 		show();
 	};
 	run.source.set_pastime(show_pending);
-	run.source.read([&run, show](const captured_packet &packet, int32_t number) {
-		run.current = &packet;
-		render(run, packet, number, packet.data);
+	datapath forwarding(run.options.follow_ups);
+	run.source.read([&run, &forwarding, show](const captured_packet &packet, int32_t number) {
+		render(run, forwarding, packet, number);
 		return (run.texts.size() < enough || show()) && run.mirror.error().empty();
 	});
 	show_pending();
@@ -237,10 +233,10 @@ void render_for_views(replay &run)
 		run.output.text.flush();
 		run.views.flush();
 	});
-	run.source.read([&run](const captured_packet &packet, int32_t number) {
-		run.current = &packet;
+	datapath forwarding(run.options.follow_ups, true);
+	run.source.read([&run, &forwarding](const captured_packet &packet, int32_t number) {
 		run.views.begin_frame(frame_of(packet, run.source.file_name()));
-		render(run, packet, number, packet.data);
+		render(run, forwarding, packet, number);
 		run.views.end_frame();
 		return !run.output.text.failed() && run.views.error().empty() && run.mirror.error().empty();
 	});
@@ -251,7 +247,7 @@ void render_for_views(replay &run)
 // One CPU among several.
 class renderer {
 public:
-	explicit renderer(replay &shared) : run(shared) {}
+	explicit renderer(replay &shared) : run(shared), forwarding(shared.options.follow_ups) {}
 	~renderer()
 	{
 		run.output.wait_for(texts);
@@ -327,19 +323,19 @@ private:
 		--filled;
 	}
 
-	void render_batch(const batch &next)
+	void render_batch(batch &next)
 	{
 		batch_texts &own = run.output.take(texts);
 		current_texts = &own;
 		const uint8_t *data = next.bytes.data();
-		for (const kept_frame &frame : next.frames) {
-			const uint8_t *const behind = data + frame.packet.len;
+		for (kept_frame &frame : next.frames) {
+			frame.packet.data = data;
+			data += frame.packet.len;
 			// The batch is more than the first-level cache holds: the next frame's headers come while this one is
 			// rendered.
-			__builtin_prefetch(behind);
-			__builtin_prefetch(behind + host::cache_line);
-			render(run, frame.packet, frame.number, data);
-			data = behind;
+			__builtin_prefetch(data);
+			__builtin_prefetch(data + host::cache_line);
+			render(run, forwarding, frame.packet, frame.number);
 		}
 		deliver_pending();
 		if (!run.output.write(next.sequence, own))
@@ -347,6 +343,7 @@ private:
 	}
 
 	replay &run;
+	datapath forwarding;
 	std::array<batch, 3> batches;
 	size_t oldest = 0, filled = 0;
 	std::array<batch_texts, 3> texts;
