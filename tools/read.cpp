@@ -47,7 +47,7 @@ public:
 	// enough or there are no more.
 	template <class Take> void read(Take take)
 	{
-		const auto count_and_take = [&](const captured_packet &packet) {
+		const auto count_and_take = [this, take](const captured_packet &packet) {
 			constexpr uint64_t frames_between_looks = 1024;
 			const bool goes_on = take(packet, static_cast<int32_t>(file->packets()));
 			return ++packets_read % frames_between_looks ? goes_on : look_around() && goes_on;
